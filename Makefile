@@ -1,0 +1,23 @@
+# The short commands. Everything else is CMake (see CMakePresets.json).
+.PHONY: demo test bench install clean
+
+demo:
+	scripts/install-packages.sh
+	scripts/demo.sh
+
+test:
+	scripts/install-packages.sh
+	scripts/test.sh
+
+bench:
+	scripts/install-packages.sh
+	scripts/bench.sh
+
+install:
+	scripts/install-packages.sh
+	cmake --preset release
+	cmake --build --preset release
+	cmake --install build/release
+
+clean:
+	rm -rf build out

@@ -1,0 +1,29 @@
+# The one place for compiler and linker flags: an interface target of our own that every target of
+# this project links privately.
+add_library(posteffect_flags INTERFACE)
+
+set(posteffect_warnings
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor
+    -Wold-style-cast -Wcast-align -Wformat=2 -Wnull-dereference -Wimplicit-fallthrough
+    -Wfloat-conversion -Wdouble-promotion -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND posteffect_warnings -Wduplicated-cond -Wduplicated-branches -Wlogical-op
+       -Wuseless-cast)
+else()
+  list(APPEND posteffect_warnings -Wthread-safety)
+endif()
+
+target_compile_options(posteffect_flags INTERFACE
+    ${posteffect_warnings} -fvisibility=hidden -fvisibility-inlines-hidden
+    -fstack-protector-strong)
+target_link_options(posteffect_flags INTERFACE
+    LINKER:-z,relro,-z,now,-z,noexecstack,--as-needed)
+
+if(POSTEFFECT_SANITIZE)
+  target_compile_options(posteffect_flags INTERFACE
+      -fsanitize=${POSTEFFECT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(posteffect_flags INTERFACE -fsanitize=${POSTEFFECT_SANITIZE})
+else()
+  target_compile_options(posteffect_flags INTERFACE
+      $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+endif()
