@@ -6,11 +6,11 @@ demo:
 	scripts/demo.sh
 
 test:
-	scripts/install-packages.sh
+	scripts/install-packages.sh test
 	scripts/test.sh
 
 bench:
-	scripts/install-packages.sh
+	scripts/install-packages.sh test
 	scripts/bench.sh
 
 install:

@@ -36,14 +36,12 @@ class LogTag {
 };
 
 // LOG_x(tag, format, ...): printf arguments, checked by the compiler.
-#define POSTEFFECT_LOG_AT(tag, bit, priority, ...)                          \
-    do {                                                                    \
-        if ((tag).wants(bit)) {                                             \
-            __android_log_print((priority), (tag).name(), __VA_ARGS__);     \
-        }                                                                   \
+#define POSTEFFECT_LOG_AT(tag, bit, priority, ...)                      \
+    do {                                                                \
+        if ((tag).wants(bit)) {                                         \
+            __android_log_print((priority), (tag).name(), __VA_ARGS__); \
+        }                                                               \
     } while (false)
-#define LOG_DEBUG(tag, ...) \
-    POSTEFFECT_LOG_AT(tag, LogTag::kDebug, ANDROID_LOG_DEBUG, __VA_ARGS__)
+#define LOG_DEBUG(tag, ...) POSTEFFECT_LOG_AT(tag, LogTag::kDebug, ANDROID_LOG_DEBUG, __VA_ARGS__)
 #define LOG_INFO(tag, ...) POSTEFFECT_LOG_AT(tag, LogTag::kInfo, ANDROID_LOG_INFO, __VA_ARGS__)
-#define LOG_ERROR(tag, ...) \
-    POSTEFFECT_LOG_AT(tag, LogTag::kError, ANDROID_LOG_ERROR, __VA_ARGS__)
+#define LOG_ERROR(tag, ...) POSTEFFECT_LOG_AT(tag, LogTag::kError, ANDROID_LOG_ERROR, __VA_ARGS__)

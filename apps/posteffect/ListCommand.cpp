@@ -1,0 +1,77 @@
+#include "apps/posteffect/ListCommand.h"
+
+#include <posteffect/EffectCatalog.h>
+
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "apps/posteffect/OptionText.h"
+#include "apps/posteffect/StandardOutput.h"
+
+namespace posteffect {
+namespace {
+
+std::string Padded(std::string text, std::size_t width) {
+    if (text.size() < width) text.append(width - text.size(), ' ');
+    return text;
+}
+
+std::string PlainList(bool all) {
+    std::string text;
+    for (const EffectInfo& effect : kEffects) {
+        if (!effect.available && !all) continue;
+        text += Padded(effect.nick, 20) + effect.summary;
+        text += effect.available ? "\n" : " (not part of this release)\n";
+        for (const EffectOption& option : effect.options) {
+            text += Padded("  --" + std::string(option.name) + " " + ValueName(option), 20) +
+                    option.help + " (" + option.unit + "; " + RangeText(option) + ", default " +
+                    DefaultText(option) + ")\n";
+        }
+    }
+    return text;
+}
+
+nlohmann::ordered_json OptionJson(const EffectOption& option) {
+    const bool point = option.target == OptionTarget::kCenter;
+    nlohmann::ordered_json json;
+    json["name"] = option.name;
+    json["type"] = point ? "point" : "number";
+    json["minimum"] = option.minimum;
+    json["maximum"] = option.maximum;
+    if (point) {
+        json["default"] = {option.defaultValue, option.defaultValue};
+    } else {
+        json["default"] = option.defaultValue;
+    }
+    json["unit"] = option.unit;
+    json["help"] = option.help;
+    return json;
+}
+
+std::string JsonList(bool all) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const EffectInfo& effect : kEffects) {
+        if (!effect.available && !all) continue;
+        nlohmann::ordered_json json;
+        json["effect"] = effect.nick;
+        json["name"] = effect.name;
+        json["summary"] = effect.summary;
+        json["available"] = effect.available;
+        json["crop"] = effect.cropsStills;
+        json["options"] = nlohmann::ordered_json::array();
+        for (const EffectOption& option : effect.options) {
+            json["options"].push_back(OptionJson(option));
+        }
+        list.push_back(std::move(json));
+    }
+    return list.dump(2) + "\n";
+}
+
+}  // namespace
+
+int RunList(const ListOptions& options) {
+    return WriteStandardOutput(options.json ? JsonList(options.all) : PlainList(options.all));
+}
+
+}  // namespace posteffect

@@ -1,0 +1,115 @@
+#include "apps/posteffect/OptionText.h"
+
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <optional>
+#include <vector>
+
+#include "apps/posteffect/Failure.h"
+
+namespace posteffect {
+namespace {
+
+constexpr int kMaximumBlock = 16384;
+
+Failure WrongValue(const std::string& option, const std::string& text, const std::string& takes) {
+    return {kExitWrongUse, "--" + option + " " + text, "takes " + takes};
+}
+
+// All numbers of a list like "1,2,3"; none when anything else is in it.
+template <typename Number>
+std::optional<std::vector<Number>> ParseNumbers(const std::string& text, char separator) {
+    std::vector<Number> numbers;
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (;;) {
+        Number number{};
+        const std::from_chars_result result = std::from_chars(at, end, number);
+        if (result.ec != std::errc()) return std::nullopt;
+        numbers.push_back(number);
+        if (result.ptr == end) return numbers;
+        if (*result.ptr != separator) return std::nullopt;
+        at = result.ptr + 1;
+    }
+}
+
+std::string NumberText(double number) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "%g", number);
+    return text;
+}
+
+bool IsPoint(const EffectOption& option) {
+    return option.target == OptionTarget::kCenter;
+}
+
+}  // namespace
+
+std::string ValueName(const EffectOption& option) {
+    if (IsPoint(option)) return "X,Y";
+    return {static_cast<char>(std::toupper(static_cast<unsigned char>(option.name[0])))};
+}
+
+std::string RangeText(const EffectOption& option) {
+    return NumberText(option.minimum) + ".." + NumberText(option.maximum) +
+           (IsPoint(option) ? " each" : "");
+}
+
+std::string DefaultText(const EffectOption& option) {
+    const std::string text = NumberText(option.defaultValue);
+    return IsPoint(option) ? text + "," + text : text;
+}
+
+OptionValue ParseOptionValue(const EffectOption& option, const std::string& text) {
+    const std::size_t count = IsPoint(option) ? 2 : 1;
+    const auto numbers = ParseNumbers<double>(text, ',');
+    bool valid = numbers && numbers->size() == count;
+    for (std::size_t i = 0; valid && i < count; ++i) {
+        // Written so that "nan" fails.
+        valid = (*numbers)[i] >= option.minimum && (*numbers)[i] <= option.maximum;
+    }
+    if (!valid) {
+        throw WrongValue(option.name, text,
+                         (IsPoint(option) ? "two numbers X,Y, " : "a number, ") +
+                             RangeText(option) + ", such as " + DefaultText(option));
+    }
+    return {(*numbers)[0], numbers->back()};
+}
+
+Size ParseBlock(const std::string& text) {
+    const auto numbers = ParseNumbers<int>(text, 'x');
+    bool valid = numbers && numbers->size() == 2;
+    for (std::size_t i = 0; valid && i < 2; ++i) {
+        const int side = (*numbers)[i];
+        valid = side >= 2 && side <= kMaximumBlock && side % 2 == 0;
+    }
+    if (!valid) {
+        throw WrongValue("block", text,
+                         "WIDTHxHEIGHT in pixels, both even, 2.." + std::to_string(kMaximumBlock) +
+                             ", such as 1024x768");
+    }
+    return {(*numbers)[0], (*numbers)[1]};
+}
+
+Rect ParseCrop(const std::string& text) {
+    const auto numbers = ParseNumbers<int>(text, ',');
+    if (!numbers || numbers->size() != 4 || (*numbers)[0] < 0 || (*numbers)[1] < 0 ||
+        (*numbers)[2] < 1 || (*numbers)[3] < 1) {
+        throw WrongValue("crop", text,
+                         "X,Y,WIDTH,HEIGHT in pixels of the upright picture, such as 0,0,640,480");
+    }
+    return {(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
+}
+
+int ParseQuality(const std::string& text) {
+    const auto numbers = ParseNumbers<int>(text, ',');
+    if (!numbers || numbers->size() != 1 || numbers->front() < 1 || numbers->front() > 100) {
+        throw WrongValue("quality", text, "a whole number, 1..100, such as 92");
+    }
+    return numbers->front();
+}
+
+}  // namespace posteffect

@@ -1,0 +1,26 @@
+// The values of options as people type them.
+#pragma once
+
+#include <string>
+
+#include "apps/common/EffectParameters.h"
+#include "apps/posteffect/Geometry.h"
+
+namespace posteffect {
+
+// What stands for an option's value in help texts: "X,Y" for points, else the name's first letter.
+std::string ValueName(const EffectOption& option);
+
+// "0..1", "0..1 each".
+std::string RangeText(const EffectOption& option);
+
+// The option's default as one would type it.
+std::string DefaultText(const EffectOption& option);
+
+// All of these throw Failure (wrong use) that names the option and what it takes.
+OptionValue ParseOptionValue(const EffectOption& option, const std::string& text);
+Size ParseBlock(const std::string& text);
+Rect ParseCrop(const std::string& text);
+int ParseQuality(const std::string& text);
+
+}  // namespace posteffect

@@ -1,0 +1,89 @@
+#include "apps/posteffect/PhotoFilter.h"
+
+#include "apps/common/ServiceSession.h"
+#include "apps/posteffect/BlockSize.h"
+#include "apps/posteffect/Failure.h"
+
+namespace posteffect {
+namespace {
+
+std::string SizeText(Size size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+int Capture(ServiceSession& session, const PhotoFilter& filter, Size block, Rect crop,
+            SemiPlanarFrame* frame) {
+    const android::String8 parameters(FlattenParameters(*filter.effect, filter.values).c_str());
+    const Size size = frame->size;
+    const int lumaBytes = static_cast<int>(frame->lumaBytes());
+    int status = session.run([](IPostEffect& service) { return service.start(); });
+    if (status == kPostEffectOk) {
+        status = session.run([&](IPostEffect& s) { return s.setParameters(parameters); });
+    }
+    if (status == kPostEffectOk) {
+        status =
+            session.run([&](IPostEffect& s) { return s.startPreview(block.width, block.height); });
+    }
+    if (status == kPostEffectOk) {
+        status = session.run(
+            [&](IPostEffect& s) { return s.setCrop(crop.x, crop.y, crop.width, crop.height); });
+    }
+    if (status == kPostEffectOk) {
+        status = session.run([&](IPostEffect& s) {
+            return s.handleCapture(size.width, size.height, -1, frame->bytes.data(), 0, lumaBytes);
+        });
+    }
+    return status;
+}
+
+// Whether the GPU and the effect can be used at all: a small preview frame tells.
+bool GpuWorks(ServiceSession& session) {
+    constexpr Size kSmall = {64, 64};
+    SemiPlanarFrame frame;
+    frame.size = kSmall;
+    frame.bytes.resize(frame.lumaBytes() / 2 * 3);
+    session.run([&](IPostEffect& s) { return s.startPreview(kSmall.width, kSmall.height); });
+    return session.run([&](IPostEffect& s) {
+        return s.handlePreview(-1, frame.bytes.data(), 0);
+    }) == kPostEffectOk;
+}
+
+Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, int status,
+                ServiceSession& session) {
+    if (status == kPostEffectBusy) {
+        return {kExitSomeFailed, name, "no thread for the work: end other programs and try again"};
+    }
+    if (!GpuWorks(session)) {
+        return {kExitNoGpu, name,
+                "the GPU cannot be used: install its driver (apt-get install libegl1 "
+                "libegl-mesa0 libgl1-mesa-dri libgles2)"};
+    }
+    if (filter.block) {
+        return {kExitWrongUse, "--block " + SizeText(block),
+                "not possible for this picture on this GPU: choose another, or leave it out"};
+    }
+    return {kExitSomeFailed, name,
+            "more than the GPU's or the computer's memory takes in blocks of " + SizeText(block) +
+                ": choose smaller ones with --block"};
+}
+
+}  // namespace
+
+void FilterPhoto(const std::string& name, const PhotoFilter& filter, YuvPicture* picture) {
+    const Size size = picture->size();
+    if (filter.crop && (filter.crop->width > size.width - filter.crop->x ||
+                        filter.crop->height > size.height - filter.crop->y)) {
+        throw Failure(kExitWrongUse, "--crop",
+                      "reaches outside the picture: the upright picture of " + name + " has " +
+                          SizeText(size) + " pixels");
+    }
+    const Size block = filter.block ? *filter.block : ChooseBlockSize(size);
+    SemiPlanarFrame frame = ToSemiPlanar(*picture);
+    const Rect whole = {0, 0, frame.size.width, frame.size.height};
+    ServiceSession session;
+    const int status = Capture(session, filter, block, filter.crop.value_or(whole), &frame);
+    if (status != kPostEffectOk) throw Explain(name, filter, block, status, session);
+    FromSemiPlanar(frame, picture);
+}
+
+}  // namespace posteffect

@@ -1,0 +1,74 @@
+#include "effects/Bypass.h"
+
+#include "engine/ShaderTexts.h"
+#include "gl/GLTexture.h"
+
+namespace {
+
+LogTag gLog("GEShaderBypass");
+
+constexpr char kVertex[] = PASS_THROUGH_VERTEX("v_texCoord");
+
+constexpr char kFragment[] = R"glsl(
+  // "yuvx" pixels to RGB.
+  precision highp float;
+  varying vec2 v_texCoord;
+  uniform sampler2D s_texture0;
+  uniform mat4 u_mat_yuv2rgb;
+
+  void main() {
+    gl_FragColor = u_mat_yuv2rgb * texture2D(s_texture0, v_texCoord);
+  }
+)glsl";
+
+constexpr GLLocation kLocations[] = {
+    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},
+    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
+    {GLLocation::kSampler, "s_texture0", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",
+     "SAMPLER_INPUT_TEX"},
+    {GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot,
+     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
+};
+constexpr GLProgramTable kTable = {kVertex, kFragment, kLocations, std::size(kLocations), 1};
+
+constexpr SinglePassTraits kTraits = {gLog, "bypass shader", "bypass shader", "f"};
+
+constexpr int kHintWidth = 960;
+constexpr int kHintHeight = 544;
+
+}  // namespace
+
+GLProgBypass::GLProgBypass() : GLTableProgram(gLog, kTable) {}
+
+GEShaderBypass::GEShaderBypass() : SinglePassEffect(kTraits) {}
+
+GLProgram* GEShaderBypass::CreateProgram() const {
+    return new GLProgBypass;
+}
+
+int GEShaderBypass::Init(GLTexture* src, unsigned int out, unsigned int x, unsigned int y,
+                         unsigned int w, unsigned int h, unsigned char bCapture,
+                         IYUVConverter* cb) {
+    LOG_INFO(gLog, "[%s] enter", "Init");
+    LOG_INFO(gLog, "[%s] ------------------------------------------------------", "Init");
+    LOG_INFO(gLog, "[%s] GEShaderBypass::Init", "Init");
+    LOG_INFO(gLog, "[%s] ------------------------------------------------------", "Init");
+    StoreInitArguments(src, out, x, y, w, h, bCapture, kHintWidth, kHintHeight);
+    if (!InitProgram(cb)) return 0;
+
+    // The texture is wider than the picture where its rows were rounded up.
+    LOG_INFO(gLog, "[%s] partial texcoord", "Init");
+    const float shown = static_cast<float>(w) / static_cast<float>(src->m_nStride);
+    m_texCoord = MakeQuadCoords(0.0F, 0.0F, shown, 1.0F);
+    for (std::size_t i = 0; i < m_texCoord.size(); i += 2) {
+        LOG_INFO(gLog, "[%s] %f:%f", "Init", static_cast<double>(m_texCoord[i]),
+                 static_cast<double>(m_texCoord[i + 1]));
+    }
+    return FinishInit();
+}
+
+int GEShaderBypass::SetParam(unsigned int, int, int, int, int) {
+    if (m_bInit) return 1;
+    LOG_ERROR(gLog, "[%s] effect not initialized", "SetParam");
+    return 0;
+}

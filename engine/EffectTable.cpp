@@ -1,0 +1,44 @@
+#include "engine/EffectTable.h"
+
+#include <posteffect/EffectCatalog.h>
+
+#include "effects/Vignette.h"
+
+namespace {
+
+using Constructor = GEShader* (*)();
+
+template <typename Effect>
+GEShader* Make() {
+    return new Effect;
+}
+
+constexpr Constructor kConstructors[] = {
+    nullptr,                 // 0: no effect
+    nullptr,                 // 1: vintage
+    nullptr,                 // 2: depth of field
+    nullptr,                 // 3: fisheye
+    Make<GEShaderVignette>,  // 4
+    nullptr,                 // 5: dots
+    nullptr,                 // 6: contrast
+    nullptr,                 // 7: tilt-shift
+    nullptr,                 // 8: mirror
+    nullptr,                 // 9: bloom
+    nullptr,                 // 10: whiteboard
+    nullptr,                 // 11: maple
+    nullptr,                 // 12: nash
+    nullptr,                 // 13: two-tone vertical
+    nullptr,                 // 14: two-tone horizontal
+    nullptr,                 // 15: split toning
+    nullptr,                 // 16: split toning colour
+    nullptr,                 // 17: sketch
+    nullptr,                 // 18: colour sketch
+};
+static_assert(std::size(kConstructors) == posteffect::kEffectCount);
+
+}  // namespace
+
+GEShader* CreateEffect(unsigned int number) {
+    if (number >= std::size(kConstructors) || kConstructors[number] == nullptr) return nullptr;
+    return kConstructors[number]();
+}

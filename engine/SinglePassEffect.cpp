@@ -1,0 +1,95 @@
+#include "engine/SinglePassEffect.h"
+
+#include "gl/GLFbo.h"
+#include "gl/GLProgram.h"
+#include "gl/GLTexture.h"
+#include "gl/Log.h"
+
+SinglePassEffect::~SinglePassEffect() {
+    SinglePassEffect::Deinit();
+}
+
+int SinglePassEffect::InitProgram(IYUVConverter* cb) {
+    if (!GEShader::Init(m_pSrcTexture, m_nOutput, static_cast<unsigned>(m_nX),
+                        static_cast<unsigned>(m_nY), static_cast<unsigned>(m_nW),
+                        static_cast<unsigned>(m_nH), m_bCapture ? 1 : 0, cb)) {
+        return 0;
+    }
+    LOG_INFO(log(), "[%s] Creating %s", "Init",
+             m_bCapture ? m_traits.creatingCapture : m_traits.creatingPreview);
+    m_pProgram = CreateProgram();
+    if (!m_pProgram->Load()) {
+        LOG_ERROR(log(), "[%s] can't load program", "Init");
+        return 0;
+    }
+    m_pProgram->SetTextures(0, m_pSrcTexture);
+    return 1;
+}
+
+int SinglePassEffect::FinishInit() {
+    m_bInit = true;
+    LOG_INFO(log(), "[%s] leave", "Init");
+    return 1;
+}
+
+int SinglePassEffect::Deinit() {
+    LOG_INFO(log(), "[%s] enter", "Deinit");
+    m_bInit = false;
+    GEShader::Deinit();
+    delete m_pProgram;
+    m_pProgram = nullptr;
+    LOG_INFO(log(), "[%s] leave", "Deinit");
+    return 1;
+}
+
+int SinglePassEffect::ProcBlock(unsigned int, unsigned int, int, int) {
+    m_pFboRGB->Bind();
+    glViewport(m_nX, m_nY, m_nW, m_nH);
+    if (!m_pProgram->Use()) return 0;
+    SetUniforms(*m_pProgram);
+    m_pProgram->SetVertexCoord(kQuadPositionSize, kQuadPositions.data());
+    m_pProgram->SetTextureCoord(kQuadCoordSize, m_texCoord.data());
+    if (m_bCapture && UsesGlobalCoord()) {
+        m_pProgram->VertexAttribPointer(0, kQuadCoordSize, m_globalCoord.data());
+    }
+    m_pProgram->Draw();
+    ConvertYUV(0, 0, static_cast<int>(m_pSrcTexture->m_nWidth),
+               static_cast<int>(m_pSrcTexture->m_nHeight));
+    glFlush();
+    glFinish();
+    return 1;
+}
+
+int SinglePassEffect::ProcFrame(unsigned int srcTex, unsigned int dstTex, int w, int h) {
+    if (!m_bInit || m_pProgram == nullptr) {
+        LOG_ERROR(log(), "[%s] effect not initialized", "ProcFrame");
+        return 0;
+    }
+    if (m_bCapture) {
+        LOG_ERROR(log(), "[%s] Preview mode only", "ProcFrame");
+        return 0;
+    }
+    ProcBlock(srcTex, dstTex, w, h);
+    return 1;
+}
+
+std::unique_ptr<BlockPlan> SinglePassEffect::MakePlan(const CaptureGeometry& geometry) const {
+    return std::make_unique<RunCountingPlan>(geometry);
+}
+
+int SinglePassEffect::ProcFrame(unsigned char*, unsigned char* out, int imgW, int imgH) {
+    if (!ReadyForCapture(log())) return 0;
+    BeginCapture(imgW, imgH);
+    const CaptureGeometry geometry = captureGeometry(imgW, imgH);
+    const std::unique_ptr<BlockPlan> plan = MakePlan(geometry);
+    if (const char* prefix = m_traits.sizeLinePrefix) {
+        LOG_INFO(log(), "[%s] %sImgWidth=%d, %sImgHeight=%d, nProcW=%d, nProcH=%d, max run = %d",
+                 "ProcFrame", prefix, imgW, prefix, imgH, geometry.blockWidth, geometry.blockHeight,
+                 plan->blockCount());
+    }
+    return RunBlocks(log(), *plan, out, imgW, imgH, m_traits.sizeLinePrefix != nullptr);
+}
+
+int SinglePassEffect::SetCrop(int, int, int, int) {
+    return 1;
+}

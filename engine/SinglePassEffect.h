@@ -1,0 +1,58 @@
+// The control flow of every effect that draws its picture in one pass with one program. A subclass
+// says which program, which uniforms and which block plan.
+#pragma once
+
+#include <memory>
+
+#include "engine/GEShader.h"
+
+class GLProgram;
+
+// What the shared flow logs for an effect.
+struct SinglePassTraits {
+    LogTag& log;
+    const char* creatingPreview;  // "[%s] Creating <this>"
+    const char* creatingCapture;
+    // "[%s] <prefix>ImgWidth=..." before a capture, and a line for each block; null: neither.
+    const char* sizeLinePrefix;
+};
+
+class POSTEFFECT_API SinglePassEffect : public GEShader {
+  public:
+    ~SinglePassEffect() override;
+
+    using GEShader::SetCrop;
+    int Deinit() override;
+    int ProcBlock(unsigned int srcTex, unsigned int dstTex, int w, int h) override;
+    using GEShader::ProcFrame;
+    int ProcFrame(unsigned int srcTex, unsigned int dstTex, int w, int h) override;
+    int ProcFrame(unsigned char* in, unsigned char* out, int imgW, int imgH) override;
+    // Kept for callers of old; does nothing.
+    virtual int SetCrop(int x, int y, int w, int h);
+
+  protected:
+    explicit SinglePassEffect(const SinglePassTraits& traits) : m_traits(traits) {}
+
+    // After StoreInitArguments: the base's Init, then the program, loaded and bound to the source
+    // texture. 0 on failure.
+    int InitProgram(IYUVConverter* cb);
+    // The last step of an Init.
+    int FinishInit();
+
+    // A new program for the mode that m_bCapture tells; owned by the effect from then on.
+    virtual GLProgram* CreateProgram() const = 0;
+    // Sets the pass's uniforms; the program is current.
+    virtual void SetUniforms(GLProgram&) {}
+    // Whether the capture program reads the place in the whole image.
+    virtual bool UsesGlobalCoord() const { return false; }
+    virtual std::unique_ptr<BlockPlan> MakePlan(const CaptureGeometry& geometry) const;
+    // Before the first block of a capture.
+    virtual void BeginCapture(int, int) {}
+
+    LogTag& log() const { return m_traits.log; }
+    GLProgram* program() const { return m_pProgram; }
+
+  private:
+    const SinglePassTraits& m_traits;
+    GLProgram* m_pProgram = nullptr;
+};

@@ -1,0 +1,56 @@
+// A program that is described by a table: its two texts, its locations in the order of their
+// look-up, its textures. Nearly every program is one, with a table and a name of its own.
+#pragma once
+
+#include <cstddef>
+
+#include "gl/GLProgram.h"
+#include "gl/Log.h"
+
+// One name that the program looks up.
+struct GLLocation {
+    enum Kind {
+        kVertexCoord,   // a_vertexCoord
+        kTextureCoord,  // a_textureCoord
+        kAttribute,     // m_nAttribLoc[slot]
+        kUniform,       // m_nUniformLoc[slot]
+        kSampler,       // m_nSamplerLoc[slot], texture unit `slot`
+        kColorMatrix,   // a uniform kept in m_nSamplerLoc[slot]; receives the colour matrix
+    };
+
+    Kind kind;
+    const char* glslName;
+    unsigned slot;
+    const char* label;              // the member's name, for the validity check
+    const char* logName = nullptr;  // "[%s] <logName> %d" after all look-ups; null: no line
+};
+
+// The sampler slot that holds the colour matrix's location; it is no texture unit.
+inline constexpr unsigned kColorMatrixSlot = 7;
+
+struct GLProgramTable {
+    const char* vertexText;
+    const char* fragmentText;
+    const GLLocation* locations;
+    std::size_t locationCount;
+    unsigned textureCount;  // units 0 .. textureCount-1
+};
+
+class POSTEFFECT_API GLTableProgram : public GLProgram {
+  public:
+    // Both must outlive the program.
+    GLTableProgram(LogTag& log, const GLProgramTable& table) : m_log(log), m_table(table) {}
+
+    using GLProgram::Load;
+    int Load() override;
+    // Binds the table's textures.
+    bool Use() override;
+
+  protected:
+    LogTag& m_log;
+
+  private:
+    GLint LookUp(const GLLocation& row);
+
+    const GLProgramTable& m_table;
+};

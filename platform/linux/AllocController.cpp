@@ -1,0 +1,32 @@
+#include <alloc_controller.h>
+
+#include "platform/linux/SharedImage.h"
+
+namespace gralloc {
+
+namespace {
+
+// Plain memory is coherent; what an operation has to do is move the pixels of emulated images.
+class PlainMemory : public IMemAlloc {
+  public:
+    int clean_buffer(void* base, std::size_t, int, int fd, int) override {
+        return platform::SynchronizeSharedImage(base, fd);
+    }
+};
+
+class Controller : public IAllocController {
+  public:
+    android::sp<IMemAlloc> getAllocator(int) override { return m_memory; }
+
+  private:
+    android::sp<IMemAlloc> m_memory = new PlainMemory;
+};
+
+}  // namespace
+
+IAllocController* IAllocController::getInstance() {
+    static const android::sp<IAllocController> instance = new Controller;
+    return instance.get();
+}
+
+}  // namespace gralloc

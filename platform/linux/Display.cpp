@@ -1,0 +1,125 @@
+#include "platform/Display.h"
+
+#include <EGL/eglext.h>
+
+#include <array>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/linux/Environment.h"
+
+namespace platform {
+
+namespace {
+
+std::mutex gMutex;
+// Under the mutex: the display in use and how many workers use it.
+EGLDisplay gDisplay = EGL_NO_DISPLAY;
+int gUsers = 0;
+
+bool Initializes(EGLDisplay display) {
+    return display != EGL_NO_DISPLAY && eglInitialize(display, nullptr, nullptr);
+}
+
+EGLDisplay PlatformDisplay(EGLenum platform, void* native) {
+    const auto get = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
+        eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    return get != nullptr ? get(platform, native, nullptr) : EGL_NO_DISPLAY;
+}
+
+EGLDisplay DefaultDisplay() {
+    return eglGetDisplay(EGL_DEFAULT_DISPLAY);
+}
+
+EGLDisplay SurfacelessDisplay() {
+    return PlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr);
+}
+
+EGLDisplay FirstDeviceDisplay() {
+    const auto query =
+        reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
+    std::array<EGLDeviceEXT, 16> devices{};
+    EGLint count = 0;
+    if (query == nullptr || !query(static_cast<EGLint>(devices.size()), devices.data(), &count)) {
+        return EGL_NO_DISPLAY;
+    }
+    for (EGLint i = 0; i < count; ++i) {
+        const EGLDisplay display =
+            PlatformDisplay(EGL_PLATFORM_DEVICE_EXT, devices[static_cast<std::size_t>(i)]);
+        if (Initializes(display)) return display;
+    }
+    return EGL_NO_DISPLAY;
+}
+
+struct Source {
+    const char* name;
+    EGLDisplay (*get)();
+};
+constexpr Source kSources[] = {
+    {"default", DefaultDisplay},
+    {"surfaceless", SurfacelessDisplay},
+    {"device", FirstDeviceDisplay},
+};
+
+// The first display of the asked-for kinds that initialises. The default display is tried first
+// only where there is a window system: elsewhere drivers take long to find that there is none.
+EGLDisplay FindDisplay() {
+    const std::string asked = EglPlatform();
+    for (const Source& source : kSources) {
+        const bool isDefault = source.get == DefaultDisplay;
+        if (asked.empty() ? isDefault && !HasWindowSystem() : asked != source.name) continue;
+        const EGLDisplay display = source.get();
+        if (Initializes(display)) return display;
+    }
+    // Drivers that know no platforms but their default.
+    return asked.empty() ? DefaultDisplay() : EGL_NO_DISPLAY;
+}
+
+// The list with pbuffers as the only surface type.
+std::vector<EGLint> WithPbuffersOnly(const EGLint* attributes) {
+    std::vector<EGLint> list;
+    for (; *attributes != EGL_NONE; attributes += 2) {
+        list.push_back(attributes[0]);
+        list.push_back(attributes[0] == EGL_SURFACE_TYPE ? EGL_PBUFFER_BIT : attributes[1]);
+    }
+    list.push_back(EGL_NONE);
+    return list;
+}
+
+}  // namespace
+
+EGLDisplay GetDisplay() {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    if (gUsers == 0) gDisplay = FindDisplay();
+    return gDisplay;
+}
+
+EGLBoolean InitializeDisplay(EGLDisplay display, EGLint* major, EGLint* minor) {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    // Again for each user: harmless where it is initialised, and a cure where somebody else in the
+    // process has terminated it meanwhile.
+    if (!eglInitialize(display, major, minor)) return EGL_FALSE;
+    ++gUsers;
+    return EGL_TRUE;
+}
+
+EGLBoolean TerminateDisplay(EGLDisplay display) {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    if (gUsers == 0) return EGL_FALSE;
+    if (--gUsers > 0) return EGL_TRUE;
+    return eglTerminate(display);
+}
+
+EGLBoolean ChooseConfig(EGLDisplay display, const EGLint* attributes, EGLConfig* configs,
+                        EGLint capacity, EGLint* count) {
+    *count = 0;
+    if (eglChooseConfig(display, attributes, configs, capacity, count) && *count > 0) {
+        return EGL_TRUE;
+    }
+    const std::vector<EGLint> offscreen = WithPbuffersOnly(attributes);
+    const EGLBoolean chosen = eglChooseConfig(display, offscreen.data(), configs, capacity, count);
+    return chosen && *count > 0 ? EGL_TRUE : EGL_FALSE;
+}
+
+}  // namespace platform

@@ -1,0 +1,3 @@
+#pragma once
+
+#include <utils/RefBase.h>

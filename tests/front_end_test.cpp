@@ -1,0 +1,115 @@
+// What the command decides before and after the pixels, without the library.
+#include <gtest/gtest.h>
+#include <posteffect/EffectCatalog.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "apps/common/EffectParameters.h"
+#include "apps/posteffect/BlockSize.h"
+#include "apps/posteffect/Failure.h"
+#include "apps/posteffect/NearestName.h"
+#include "apps/posteffect/OutputFile.h"
+#include "tests/support/CommandRunner.h"
+
+namespace {
+
+TEST(BlockSize, FitsThePictureAndTheGpuForAnySize) {
+    std::mt19937 random(3);
+    for (int i = 0; i < 5000; ++i) {
+        // All magnitudes alike.
+        const auto side = [&random] {
+            const int bound = 2 << random() % 16;
+            return 1 + static_cast<int>(random() % static_cast<unsigned>(bound)) % 65500;
+        };
+        const posteffect::Size picture = {side(), side()};
+        const posteffect::Size block = posteffect::ChooseBlockSize(picture);
+        SCOPED_TRACE(std::to_string(picture.width) + "x" + std::to_string(picture.height));
+        EXPECT_EQ(block.width % 32, 0);
+        EXPECT_EQ(block.height % 2, 0);
+        EXPECT_GE(block.width, 32);
+        EXPECT_GE(block.height, 2);
+        EXPECT_LT(block.width, picture.width + 32);
+        EXPECT_LE(block.height, picture.height + 1);
+        EXPECT_LE(block.width, 1024);
+        EXPECT_LE(block.height, 2048);
+        if (picture.width >= 1024 && block.height > 2 && block.height < 2048) {
+            EXPECT_NEAR(block.height, 1024.0 * picture.height / picture.width, 1.6);
+        }
+    }
+}
+
+TEST(NearestName, OffersWhatWasMeantAndNothingFarFetched) {
+    const std::vector<std::string> names = {"none", "vignette", "vintage", "--radius", "--center"};
+    EXPECT_EQ(posteffect::NearestName("vignete", names), "vignette");
+    EXPECT_EQ(posteffect::NearestName("VINTAEG", names), "vintage");
+    EXPECT_EQ(posteffect::NearestName("--radus", names), "--radius");
+    EXPECT_EQ(posteffect::NearestName("noen", names), "none");
+    EXPECT_EQ(posteffect::NearestName("x", names), "");
+    EXPECT_EQ(posteffect::NearestName("completely different", names), "");
+}
+
+TEST(Parameters, BothGroupsAlwaysTravelWithFourNumbersOnTheDisplayGrid) {
+    const posteffect::EffectInfo& vignette = posteffect::kEffects[posteffect::kEffectVignette];
+    // Centre, radius, strength, in the order of the table.
+    using Values = posteffect::OptionValues;
+    EXPECT_EQ(posteffect::FlattenParameters(vignette, posteffect::DefaultValues(vignette)),
+              "GPU-effect=4;GE-param0=50,0,0,0;GE-param1=480,272,912,272");
+    EXPECT_EQ(posteffect::FlattenParameters(vignette, Values{{1, 0}, {1, 0}, {99.6, 0}}),
+              "GPU-effect=4;GE-param0=100,0,0,0;GE-param1=960,0,1920,0");
+    EXPECT_EQ(posteffect::FlattenParameters(vignette, Values{{0.25, 1.0}, {0.0, 0}, {0, 0}}),
+              "GPU-effect=4;GE-param0=0,0,0,0;GE-param1=240,544,240,544");
+    EXPECT_EQ(posteffect::FlattenParameters(posteffect::kEffects[posteffect::kEffectBypass], {}),
+              "GPU-effect=0;GE-param0=0,0,0,0;GE-param1=0,0,0,0");
+}
+
+// The process ends as soon as a file has grown to the limit.
+void InterruptAtFileSize(rlim_t size) {
+    std::signal(SIGXFSZ, [](int) { std::raise(SIGINT); });
+    const rlimit limit = {size, size};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+TEST(OutputFile, AnInterruptInMidWriteLeavesNothing) {
+    const TestFolder folder;
+    const std::string path = folder.path("out.jpg");
+    GTEST_FLAG_SET(death_test_style, "fast");  // the folder is this process's
+    EXPECT_EXIT(
+        {
+            posteffect::InstallInterruptHandler();
+            InterruptAtFileSize(1 << 16);
+            posteffect::OutputFile(path, "in.jpg", false).write(std::vector<std::uint8_t>(1 << 18));
+        },
+        testing::ExitedWithCode(posteffect::kExitInterrupted), "");
+    EXPECT_EQ(folder.names(), std::vector<std::string>{});
+}
+
+TEST(OutputFile, AFileThatComesUpDuringTheWorkIsNotReplaced) {
+    const TestFolder folder;
+    const posteffect::OutputFile output(folder.path("out.jpg"), "in.jpg", false);
+    folder.write("out.jpg", {1});
+    EXPECT_THROW(output.write({2, 3}), posteffect::Failure);
+    EXPECT_EQ(folder.read("out.jpg"), Bytes{1});
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"out.jpg"});
+}
+
+TEST(OutputFile, ReplacingKeepsPermissionsAndLinks) {
+    const TestFolder folder;
+    folder.write("file.jpg", {1});
+    ASSERT_EQ(chmod(folder.path("file.jpg").c_str(), 0640), 0);
+    std::filesystem::create_symlink("file.jpg", folder.path("link.jpg"));
+    posteffect::OutputFile(folder.path("link.jpg"), "in.jpg", true).write({2, 3});
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link.jpg")));
+    EXPECT_EQ(folder.read("file.jpg"), (Bytes{2, 3}));
+    struct stat status = {};
+    ASSERT_EQ(stat(folder.path("file.jpg").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+}  // namespace

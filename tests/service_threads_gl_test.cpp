@@ -1,0 +1,108 @@
+// Several services, and several callers of one, at once.
+#include <gtest/gtest.h>
+#include <posteffect/PostEffect.h>
+
+#include <atomic>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "tests/support/CaptureImage.h"
+#include "tests/support/Service.h"
+
+namespace {
+
+using testing_support::CaptureImage;
+using testing_support::Service;
+
+const char* ParametersFor(int which) {
+    return which == 0 ? "GPU-effect=4;GE-param0=50,0,0,0;GE-param1=480,272,912,272"
+                      : "GPU-effect=4;GE-param0=100,0,0,0;GE-param1=100,400,600,272";
+}
+
+// A few frames and captures of one service, and what they became.
+std::vector<std::vector<uint8_t>> Work(int which) {
+    std::vector<std::vector<uint8_t>> results;
+    const Service service;
+    const int width = which == 0 ? 128 : 96;
+    EXPECT_EQ(service->setParameters(android::String8(ParametersFor(which))), 0);
+    EXPECT_EQ(service->startPreview(width, 64), 0);
+    for (int i = 0; i < 4; ++i) {
+        CaptureImage frame(width, 64);
+        frame.FillNatural(static_cast<unsigned>(i));
+        EXPECT_EQ(service->setCrop(0, 0, width, 64), 0);
+        EXPECT_EQ(service->handlePreview(-1, frame.data(), 0), 0);
+        results.push_back(frame.bytes());
+        CaptureImage image(200, 120);
+        image.FillNatural(static_cast<unsigned>(i));
+        EXPECT_EQ(service->setCrop(0, 0, 200, 120), 0);
+        EXPECT_EQ(service->handleCapture(200, 120, -1, image.data(), 0, image.chromaOffset()), 0);
+        results.push_back(image.bytes());
+    }
+    return results;
+}
+
+TEST(Services, TwoAtOnceGiveTheBytesThatEachGivesAlone) {
+    const auto first = Work(0);
+    const auto second = Work(1);
+    for (int round = 0; round < 3; ++round) {
+        std::vector<std::vector<uint8_t>> firstAgain;
+        std::thread other([&] { firstAgain = Work(0); });
+        const auto secondAgain = Work(1);
+        other.join();
+        EXPECT_EQ(firstAgain, first);
+        EXPECT_EQ(secondAgain, second);
+    }
+}
+
+TEST(Services, CallsFromAnyThreadInAnyOrderEndWithAStatus) {
+    const Service service;
+    service->setParameters(android::String8(ParametersFor(0)));
+    service->startPreview(64, 48);
+    std::atomic<int> unknown{0};
+    std::vector<std::thread> callers;
+    for (unsigned seed = 0; seed < 4; ++seed) {
+        callers.emplace_back([&, seed] {
+            std::mt19937 random(seed);
+            CaptureImage image(64, 48);
+            for (int i = 0; i < 60; ++i) {
+                int result = 0;
+                switch (random() % 7) {
+                    case 0:
+                        result = service->setParameters(
+                            android::String8(ParametersFor(static_cast<int>(random() % 2))));
+                        break;
+                    case 1:
+                        result = service->startPreview(random() % 2 ? 64 : 32, 48);
+                        break;
+                    case 2:
+                        result = service->setCrop(0, 0, 32, 48);
+                        break;
+                    case 3:
+                        result = service->stopPreview();
+                        break;
+                    case 4:
+                        result = service->handleCapture(64, 48, -1, image.data(), 0,
+                                                        image.chromaOffset());
+                        break;
+                    default:
+                        result = service->handlePreview(-1, image.data(), 0);
+                        break;
+                }
+                const bool known = result == -1 || result == 0 || result == 1 || result == 2 ||
+                                   result == 3 || result == 99;
+                if (!known) ++unknown;
+            }
+        });
+    }
+    // Stops and starts from here while the callers call; a stopped service is started again, so
+    // that nobody waits for a worker for ever.
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(service->stop(), 0);
+        EXPECT_EQ(service->start(), 0);
+    }
+    for (std::thread& caller : callers) caller.join();
+    EXPECT_EQ(unknown, 0);
+}
+
+}  // namespace

@@ -1,0 +1,30 @@
+// What a process holds, for tests that hunt leaks.
+#pragma once
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace testing_support {
+
+struct ProcessState {
+    long descriptors;
+    long threads;
+    long residentKiB;
+};
+
+inline ProcessState ReadProcessState() {
+    const auto entries = [](const char* folder) {
+        const std::filesystem::directory_iterator all(folder);
+        return std::distance(begin(all), end(all));
+    };
+    ProcessState state{entries("/proc/self/fd"), entries("/proc/self/task"), 0};
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) state.residentKiB = std::stol(line.substr(6));
+    }
+    return state;
+}
+
+}  // namespace testing_support
