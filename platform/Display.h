@@ -13,7 +13,8 @@ EGLDisplay GetDisplay();
 // eglInitialize, counted. False (with the EGL error set) when the display cannot be initialised.
 EGLBoolean InitializeDisplay(EGLDisplay display, EGLint* major, EGLint* minor);
 
-// Takes one count back. Call it once for each InitializeDisplay that succeeded.
+// Takes one count back. Call it once for each InitializeDisplay that succeeded. The platform may
+// hold a display that nobody uses.
 EGLBoolean TerminateDisplay(EGLDisplay display);
 
 // eglChooseConfig with `attributes` as given; where that yields no config (displays without

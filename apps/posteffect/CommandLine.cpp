@@ -81,8 +81,10 @@ void DeclarePhoto(CLI::App& app, Raw& all) {
                    "show only this part, enlarged to the whole picture; in pixels of the upright "
                    "picture")
         ->type_name("X,Y,W,H");
-    app.add_option("--block", raw.block,
-                   "filter in blocks of this size; both even; chosen for the picture by default")
+    app.add_option(
+           "--block", raw.block,
+           "filter in blocks of this size; both even; chosen for the picture by default. The "
+           "library counts points in pixels of a block, so small blocks are coarse")
         ->type_name("WxH");
     app.add_option("--quality", raw.quality,
                    "of the JPEG written (1..100, default " + std::to_string(kDefaultQuality) + ")")

@@ -1,5 +1,7 @@
 #include "apps/posteffect/PhotoFilter.h"
 
+#include <cstdlib>
+
 #include "apps/common/ServiceSession.h"
 #include "apps/posteffect/BlockSize.h"
 #include "apps/posteffect/Failure.h"
@@ -80,6 +82,8 @@ void FilterPhoto(const std::string& name, const PhotoFilter& filter, YuvPicture*
     const Size block = filter.block ? *filter.block : ChooseBlockSize(size);
     SemiPlanarFrame frame = ToSemiPlanar(*picture);
     const Rect whole = {0, 0, frame.size.width, frame.size.height};
+    // Faults are told in one line of our own; the library's lines are for those who ask for them.
+    setenv("POSTEFFECT_LOG", "none", 0);
     ServiceSession session;
     const int status = Capture(session, filter, block, filter.crop.value_or(whole), &frame);
     if (status != kPostEffectOk) throw Explain(name, filter, block, status, session);

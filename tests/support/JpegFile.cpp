@@ -113,7 +113,8 @@ RgbPicture DecodeRgb(const Bytes& file) {
 }
 
 int LargestDifference(const RgbPicture& picture, const std::function<Rgb(int x, int y)>& pixel) {
-    int largest = 0;
+    constexpr int kUnreadable = 256;
+    int largest = picture.width == 0 ? kUnreadable : 0;
     for (int y = 0; y < picture.height; ++y) {
         for (int x = 0; x < picture.width; ++x) {
             const Rgb got = picture.at(x, y);

@@ -51,7 +51,7 @@ struct RgbPicture {
 // Width 0 when the file is no complete JPEG.
 RgbPicture DecodeRgb(const Bytes& file);
 
-// The largest difference of a channel between the picture and `pixel`.
+// The largest difference of a channel between the picture and `pixel`; 256 without a picture.
 int LargestDifference(const RgbPicture& picture, const std::function<Rgb(int x, int y)>& pixel);
 
 // The segments before the first scan, APPn and comments only.
