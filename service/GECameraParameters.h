@@ -23,7 +23,7 @@ class POSTEFFECT_API GECameraParameters : public CameraParameters {
     // The four numbers "a,b,c,d" of parameter group nIdx, 0 to 3. Null outputs are passed over.
     // False, with nothing stored, when the key is absent or a comma is missing.
     bool getGPUEffectParam(int nIdx, int* a, int* b, int* c, int* d);
-    // Kept for callers of old; does nothing.
+    // Does nothing: effects are selected through the keys alone.
     void setGPUEffect(int effect);
 };
 

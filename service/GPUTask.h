@@ -1,13 +1,17 @@
 // One unit of work for the worker, with the lock and condition on which its caller waits.
+//
+// Owned by whoever took it from the queue's pool until it is handed to runTask. The caller fills it
+// before it is queued, the worker reads it while it runs; only pending and result are shared.
 #pragma once
 
-#include <pthread.h>
 #include <ui/GraphicBuffer.h>
 #include <utils/RefBase.h>
 
 #include <cstdint>
+#include <utility>
 
 #include "service/EffectParameters.h"
+#include "service/Mutex.h"
 
 namespace tessera {
 
@@ -21,22 +25,28 @@ struct GPUTask {
         kSetCrop = 5,        // a0..a3: x, y, width, height
     };
 
-    GPUTask() {
-        pthread_mutex_init(&lock, nullptr);
-        pthread_cond_init(&done, nullptr);
+    // The worker's side: stores the result and lets the caller go.
+    void Complete(int32_t value) {
+        const Lock guard(lock);
+        result = value;
+        if (!pending) return;
+        pending = false;
+        // Under the lock: once it is let go, the caller may free the record.
+        done.Signal();
     }
-    ~GPUTask() {
-        buffer.clear();
-        pthread_cond_destroy(&done);
-        pthread_mutex_destroy(&lock);
-    }
-    GPUTask(const GPUTask&) = delete;
-    GPUTask& operator=(const GPUTask&) = delete;
 
-    pthread_mutex_t lock;  // guards pending and result
-    pthread_cond_t done;   // signalled when the result is stored
-    bool pending = true;   // the caller has not been released yet
-    int32_t result = 0;
+    // The caller's side: the result, once it is there. Leaves the record ready for reuse.
+    int32_t Await() {
+        const Lock guard(lock);
+        while (pending) done.Wait(lock);
+        pending = true;
+        return std::exchange(result, 0);
+    }
+
+    Mutex lock;
+    Condition done;                                   // signalled when the result is stored
+    bool pending LOCK_RULE(guarded_by(lock)) = true;  // the caller has not been let go yet
+    int32_t result LOCK_RULE(guarded_by(lock)) = 0;
     int32_t kind = kSetParameters;
     // Arguments of the public call; wide enough for addresses.
     intptr_t a0 = 0, a1 = 0, a2 = 0, a3 = 0;

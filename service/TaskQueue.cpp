@@ -10,39 +10,14 @@ LogTag gServiceLog("GPUPostEffect");
 
 namespace tessera {
 
-namespace {
-
-class Lock {
-  public:
-    explicit Lock(pthread_mutex_t& mutex) : m_mutex(mutex) { pthread_mutex_lock(&m_mutex); }
-    ~Lock() { pthread_mutex_unlock(&m_mutex); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-  private:
-    pthread_mutex_t& m_mutex;
-};
-
-constexpr const char* kGet = "tessera::GPUPostEffect::GPUTask* tessera::GPUPostEffect::get()";
-
-}  // namespace
-
-TaskQueue::TaskQueue() {
-    pthread_mutex_init(&m_lock, nullptr);
-    pthread_cond_init(&m_condition, nullptr);
-    pthread_cond_init(&m_joined, nullptr);
-}
-
 TaskQueue::~TaskQueue() {
-    for (int i = 0; i < m_poolCount; ++i) delete m_pool[i];
-    pthread_cond_destroy(&m_joined);
-    pthread_cond_destroy(&m_condition);
-    pthread_mutex_destroy(&m_lock);
+    const Lock lock(m_lock);
+    while (m_poolCount > 0) delete m_pool[--m_poolCount];
 }
 
 int TaskQueue::start(void* (*entry)(void*), void* argument) {
     const Lock lock(m_lock);
-    while (m_stopping) pthread_cond_wait(&m_joined, &m_lock);
+    while (m_stopping) m_joined.Wait(m_lock);
     if (mGPUThread != 0) {
         LOG_DEBUG(gServiceLog, "%s: mGPUThread != 0.",
                   "virtual int tessera::GPUPostEffect::start()");
@@ -54,26 +29,27 @@ int TaskQueue::start(void* (*entry)(void*), void* argument) {
 }
 
 int TaskQueue::stop(const std::function<void()>& whenJoined) {
-    const Lock lock(m_lock);
-    if (m_stopping) {
-        while (m_stopping) pthread_cond_wait(&m_joined, &m_lock);
-        return kPostEffectOk;
+    pthread_t worker = 0;
+    {
+        const Lock lock(m_lock);
+        if (m_stopping) {
+            while (m_stopping) m_joined.Wait(m_lock);
+            return kPostEffectOk;
+        }
+        if (mGPUThread == 0) return kPostEffectOk;
+        m_stopping = true;
+        // A wake-up token: counted, but no task.
+        if (m_queueCount++ == 0) m_wakeUp.Signal();
+        worker = mGPUThread;
     }
-    if (mGPUThread == 0) return kPostEffectOk;
-    m_stopping = true;
-    // A wake-up token: counted, but no task.
-    if (m_queueCount++ == 0) pthread_cond_signal(&m_condition);
-    const pthread_t worker = mGPUThread;
-    pthread_mutex_unlock(&m_lock);
     pthread_join(worker, nullptr);
-    pthread_mutex_lock(&m_lock);
-    // Left over only when the worker had ended before, by an underflow.
-    CancelLocked(kSlots);
-    m_queueCount = 0;
+    const Lock lock(m_lock);
+    // Tasks are left only when an underflow had ended the worker before.
+    cancelTasks(0);
     mGPUThread = 0;
     m_stopping = false;
     whenJoined();
-    pthread_cond_broadcast(&m_joined);
+    m_joined.Broadcast();
     return kPostEffectOk;
 }
 
@@ -92,46 +68,65 @@ GPUTask* TaskQueue::getTask() {
     return m_poolCount > 0 ? m_pool[--m_poolCount] : new GPUTask;
 }
 
-TaskQueue::PutResult TaskQueue::put(GPUTask* task) {
-    const Lock lock(m_lock);
-    // After stop's token nothing would take it from the queue any more.
-    if (m_stopping) return kCancelled;
-    if (m_queueCount >= kMaxWaiting) {
-        LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: queue overflow.",
-                  "bool tessera::GPUPostEffect::put(tessera::GPUPostEffect::GPUTask*)");
-        return kFull;
-    }
-    const int position = std::max(m_queueCount, 0);
-    m_queue[position] = task;
-    m_queueCount = position + 1;
-    if (position == 0) pthread_cond_signal(&m_condition);
-    return kQueued;
-}
-
 int TaskQueue::runTask(GPUTask* task) {
-    task->result = 0;
-    int result = kPostEffectBusy;
-    switch (put(task)) {
-        case kQueued: {
-            const Lock lock(task->lock);
-            while (task->pending) pthread_cond_wait(&task->done, &task->lock);
-            task->pending = true;
-            result = task->result;
-            break;
-        }
-        case kCancelled:
-            result = kPostEffectCancelled;
-            break;
-        case kFull:
-            break;
-    }
+    int result = put(task);
+    if (result == kPostEffectOk) result = task->Await();
     destroyTask(task);
     return result;
 }
 
+int TaskQueue::put(GPUTask* task) {
+    const Lock lock(m_lock);
+    // After stop's token nothing would take it from the queue any more.
+    if (m_stopping) return kPostEffectCancelled;
+    if (m_queueCount >= kMaxWaiting) {
+        LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: queue overflow.",
+                  "bool tessera::GPUPostEffect::put(tessera::GPUPostEffect::GPUTask*)");
+        return kPostEffectBusy;
+    }
+    const int position = std::max(m_queueCount, 0);
+    m_queue[position] = task;
+    m_queueCount = position + 1;
+    if (position == 0) m_wakeUp.Signal();
+    return kPostEffectOk;
+}
+
+GPUTask* TaskQueue::get() {
+    constexpr const char* kName = "tessera::GPUPostEffect::GPUTask* tessera::GPUPostEffect::get()";
+    const Lock lock(m_lock);
+    if (m_queueCount == 0) m_wakeUp.Wait(m_lock);
+    const int left = --m_queueCount;
+    if (m_stopping) {
+        LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: cancel %d tasks.", kName, left);
+        cancelTasks(left);
+        return nullptr;
+    }
+    if (left < 0) {
+        LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: queue underflow.", kName);
+        return nullptr;
+    }
+    GPUTask* task = m_queue[0];
+    std::move(m_queue + 1, m_queue + 1 + left, m_queue);
+    m_queue[left] = nullptr;
+    return task;
+}
+
+void TaskQueue::cancelTasks(int expected) {
+    for (int i = 0; i < kSlots; ++i) {
+        if (m_queue[i] != nullptr) {
+            m_queue[i]->Complete(kPostEffectCancelled);
+        } else if (i < expected) {
+            LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: q[%d] is NULL.",
+                      "tessera::GPUPostEffect::GPUTask* tessera::GPUPostEffect::get()", i);
+        }
+        m_queue[i] = nullptr;
+    }
+    m_queueCount = 0;
+}
+
 void TaskQueue::destroyTask(GPUTask* task) {
     const Lock lock(m_lock);
-    if (m_poolCount > 2) {
+    if (m_poolCount >= kMaxIdle) {
         LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: destroyTask pool overflow.",
                   "void tessera::GPUPostEffect::destroyTask(tessera::GPUPostEffect::GPUTask*)");
         delete task;
@@ -140,50 +135,8 @@ void TaskQueue::destroyTask(GPUTask* task) {
     m_pool[m_poolCount++] = task;
 }
 
-GPUTask* TaskQueue::get() {
-    const Lock lock(m_lock);
-    if (m_queueCount == 0) pthread_cond_wait(&m_condition, &m_lock);
-    const int left = --m_queueCount;
-    if (m_stopping) {
-        LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: cancel %d tasks.", kGet, left);
-        for (int i = 0; i < left; ++i) {
-            if (m_queue[i] == nullptr) {
-                LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: q[%d] is NULL.", kGet, i);
-            }
-        }
-        CancelLocked(kSlots);
-        m_queueCount = 0;
-        return nullptr;
-    }
-    if (left < 0) {
-        LOG_DEBUG(gServiceLog, "ORBIT:GM: %s: queue underflow.", kGet);
-        return nullptr;
-    }
-    GPUTask* task = m_queue[0];
-    if (left != 0) m_queue[0] = m_queue[1];
-    if (left > 1) m_queue[1] = m_queue[2];
-    m_queue[left] = nullptr;
-    return task;
-}
-
-void TaskQueue::CancelLocked(int count) {
-    for (int i = 0; i < count; ++i) {
-        if (m_queue[i] != nullptr) Release(m_queue[i], kPostEffectCancelled);
-        m_queue[i] = nullptr;
-    }
-}
-
-void TaskQueue::Release(GPUTask* task, int result) {
-    const Lock lock(task->lock);
-    task->result = result;
-    if (!task->pending) return;
-    task->pending = false;
-    // Under the lock: once it is released, the caller may free the record.
-    pthread_cond_signal(&task->done);
-}
-
 void TaskQueue::Serve(const std::function<int(GPUTask*)>& handler) {
-    while (GPUTask* task = get()) Release(task, handler(task));
+    while (GPUTask* task = get()) task->Complete(handler(task));
 }
 
 }  // namespace tessera

@@ -2,16 +2,17 @@
 //
 // Promises:
 //  - At most two tasks wait while a third runs; a further caller gets 99 at once.
-//  - A caller returns when its task has a result: the handler's, or 1 when stop() cancelled it.
+//  - A caller returns when its task has a result: the handler's, or 1 when stop() cancelled it. A
+//    cancelled task was never shown to the handler.
 //  - stop() lets the running task finish, cancels the waiting ones, and returns after the worker
-//  has
-//    ended; a second stop() and a start() meanwhile wait for that. A task put meanwhile is
-//    cancelled.
-//  - Records are recycled: at most three idle ones are kept, the last used goes out first.
+//    has ended; a second stop() and a start() meanwhile wait for that. A task handed over meanwhile
+//    is cancelled. start() may follow.
+//  - Records are recycled: at most three idle ones are kept, the last one used goes out first.
 //  - The worker waits for tasks once, without a loop: woken without a task it ends ("underflow").
 //    Callers then wait until stop() releases them with 1.
+//  - Without a worker callers wait for one.
 //
-// Knows nothing of what tasks do. Thread: callers any, get() and Serve() the worker.
+// Knows nothing of what tasks do. Thread: Serve() the worker, everything else any.
 #pragma once
 
 #include <pthread.h>
@@ -19,12 +20,13 @@
 #include <functional>
 
 #include "service/GPUTask.h"
+#include "service/Mutex.h"
 
 namespace tessera {
 
 class TaskQueue {
   public:
-    TaskQueue();
+    TaskQueue() = default;
     // Frees the idle records. The worker must have been stopped.
     ~TaskQueue();
     TaskQueue(const TaskQueue&) = delete;
@@ -40,7 +42,7 @@ class TaskQueue {
     // Queues the task, waits for its result, recycles the record.
     int runTask(GPUTask* task);
 
-    // The worker's loop: runs until stop().
+    // The worker's loop: runs until stop(). The handler returns its task's result.
     void Serve(const std::function<int(GPUTask*)>& handler);
 
     // A flag of the service's that the service lock guards.
@@ -48,30 +50,30 @@ class TaskQueue {
     void WriteLocked(bool& flag, bool value);
 
   private:
-    friend class TaskQueuePeer;  // tests wake the worker without a task
+    friend class TaskQueuePeer;  // tests look at the count and wake the worker without a task
 
-    enum PutResult { kQueued, kFull, kCancelled };
-
-    PutResult put(GPUTask* task);
+    // 0 when the task is queued, else the result that its caller gets instead.
+    int put(GPUTask* task);
+    // The next task; null ends the worker.
     GPUTask* get();
     void destroyTask(GPUTask* task);
-    // Stores the result and lets the caller go.
-    static void Release(GPUTask* task, int result);
-    // Releases what waits in slots [0, count) with 1; the service lock is held.
-    void CancelLocked(int count);
+    // Empties the queue; callers get 1. `expected` tasks were counted.
+    void cancelTasks(int expected) LOCK_RULE(requires_capability(m_lock));
 
     static constexpr int kMaxWaiting = 2;
-    static constexpr int kSlots = 3;  // the third only serves the shift
+    static constexpr int kSlots = 3;  // of the queue; the third only serves the shift
+    static constexpr int kMaxIdle = 3;
 
-    pthread_mutex_t m_lock;         // the service lock
-    pthread_cond_t m_condition;     // tasks have come, or stop
-    pthread_cond_t m_joined;        // a stop is over
-    int m_queueCount = 0;           // may count one wake-up token, and be -1 after an underflow
-    GPUTask* m_queue[kSlots] = {};  // oldest first
-    int m_poolCount = 0;
-    GPUTask* m_pool[kSlots] = {};
-    pthread_t mGPUThread = 0;
-    bool m_stopping = false;
+    Mutex m_lock;        // the service lock
+    Condition m_wakeUp;  // tasks have come, or stop
+    Condition m_joined;  // a stop is over
+    // May count one wake-up token, and be -1 after an underflow.
+    int m_queueCount LOCK_RULE(guarded_by(m_lock)) = 0;
+    GPUTask* m_queue[kSlots] LOCK_RULE(guarded_by(m_lock)) = {};  // oldest first
+    int m_poolCount LOCK_RULE(guarded_by(m_lock)) = 0;
+    GPUTask* m_pool[kMaxIdle] LOCK_RULE(guarded_by(m_lock)) = {};
+    pthread_t mGPUThread LOCK_RULE(guarded_by(m_lock)) = 0;  // 0: none
+    bool m_stopping LOCK_RULE(guarded_by(m_lock)) = false;
 };
 
 }  // namespace tessera

@@ -116,7 +116,8 @@ TEST(JpegPicture, ChromaStaysOverItsPixelsAtOddSizes) {
     const auto chroma = [&file](int x) {
         return int{DecodeJpeg("picture", file).planes.v.row(1)[x]};
     };
-    EXPECT_NEAR(chroma(3), (red + blue) / 2, 4);
+    const int half = (red + blue) / 2;
+    EXPECT_NEAR(chroma(3), half, 4);
     const Bytes frameHeader = {0xFF, 0xC0, 0, 17, 8, 0, 5, 0, 8};
     const auto at = std::search(file.begin(), file.end(), frameHeader.begin(), frameHeader.end());
     ASSERT_NE(at, file.end());

@@ -81,6 +81,7 @@ TEST(Log, LevelsComeFromTheEnvironmentForAllTagsOrForOne) {
     } cases[] = {
         {"", kError},
         {"error", kError},
+        {"none", 0},
         {"info", kInfo},
         {"debug", kDebug},
         {"all", ~0U},
@@ -99,7 +100,7 @@ TEST(Log, LevelsComeFromTheEnvironmentForAllTagsOrForOne) {
         EXPECT_EQ(mask, c.wanted) << c.levels;
         LogTag tag("GLTexture");
         EXPECT_EQ(tag.wants(LogTag::kDebug), (c.wanted & 0x2) != 0);
-        EXPECT_TRUE(tag.wants(LogTag::kError));
+        EXPECT_EQ(tag.wants(LogTag::kError), (c.wanted & kError) != 0);
     }
     unsigned mask = 0;
     __kelplog_init_mask("GLTexture", 0, &mask);

@@ -4,6 +4,8 @@
 #include <posteffect/PostEffect.h>
 
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 #include "tests/support/CaptureImage.h"
@@ -261,10 +263,11 @@ TEST(Service, CyclesLeaveNothingBehind) {
     EXPECT_EQ(LiveGLObjects(), 0);
     EXPECT_EQ(end.descriptors, warm.descriptors);
     EXPECT_EQ(end.threads, warm.threads);
-    RecordProperty("resident_growth_kib", static_cast<int>(end.residentKiB - warm.residentKiB));
     std::printf("resident memory: %ld KiB after 10 cycles, %ld KiB after %d\n", warm.residentKiB,
                 end.residentKiB, cycles);
-    EXPECT_LT(end.residentKiB - warm.residentKiB, 4096);
+#ifndef __SANITIZE_ADDRESS__  // which keeps freed memory for a while
+    EXPECT_LT(end.residentKiB - warm.residentKiB, 1024);
+#endif
 }
 
 }  // namespace

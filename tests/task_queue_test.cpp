@@ -42,21 +42,16 @@ namespace tessera {
 class TaskQueuePeer {
   public:
     static void WakeWorkerWithoutTask(TaskQueue& queue) {
-        pthread_mutex_lock(&queue.m_lock);
-        pthread_cond_signal(&queue.m_condition);
-        pthread_mutex_unlock(&queue.m_lock);
+        const Lock lock(queue.m_lock);
+        queue.m_wakeUp.Signal();
     }
     static int waiting(TaskQueue& queue) {
-        pthread_mutex_lock(&queue.m_lock);
-        const int count = queue.m_queueCount;
-        pthread_mutex_unlock(&queue.m_lock);
-        return count;
+        const Lock lock(queue.m_lock);
+        return queue.m_queueCount;
     }
     static int pooled(TaskQueue& queue) {
-        pthread_mutex_lock(&queue.m_lock);
-        const int count = queue.m_poolCount;
-        pthread_mutex_unlock(&queue.m_lock);
-        return count;
+        const Lock lock(queue.m_lock);
+        return queue.m_poolCount;
     }
 };
 
@@ -255,9 +250,8 @@ TEST(TaskQueue, ASpuriousWakeUpReleasesNoCaller) {
         std::async(std::launch::async, [&] { return worker.queue.runTask(task); });
     ASSERT_TRUE(worker.WaitForCalls(1));
     for (int i = 0; i < 1000; ++i) {
-        pthread_mutex_lock(&task->lock);
-        pthread_cond_broadcast(&task->done);
-        pthread_mutex_unlock(&task->lock);
+        const tessera::Lock lock(task->lock);
+        task->done.Broadcast();
     }
     EXPECT_EQ(call.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     worker.Open();

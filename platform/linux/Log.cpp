@@ -47,6 +47,7 @@ struct Level {
     unsigned mask;
 };
 constexpr Level kLevels[] = {
+    {"none", 0},
     {"error", 0x10},
     {"info", 0x10 | 0x4},
     {"debug", 0x10 | 0x4 | 0x2},
