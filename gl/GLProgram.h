@@ -71,9 +71,9 @@ class POSTEFFECT_API GLProgram {
     void BindTextures(unsigned count);
 
     GLuint m_nProgram = ~0U;
-    std::array<GLint, kMaxAttributes> m_nAttribLoc;
-    std::array<GLint, kMaxUniforms> m_nUniformLoc;
-    std::array<GLint, kMaxTextures> m_nSamplerLoc;
+    std::array<GLint, kMaxAttributes> m_nAttribLoc{};
+    std::array<GLint, kMaxUniforms> m_nUniformLoc{};
+    std::array<GLint, kMaxTextures> m_nSamplerLoc{};
     GLint m_nVerCoordLoc = -1;
     GLint m_nTexCoordLoc = -1;
     std::array<GLTexture*, kMaxTextures> m_pTextures{};

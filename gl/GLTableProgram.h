@@ -18,10 +18,10 @@ struct GLLocation {
         kColorMatrix,   // a uniform kept in m_nSamplerLoc[slot]; receives the colour matrix
     };
 
-    Kind kind;
-    const char* glslName;
-    unsigned slot;
-    const char* label;              // the member's name, for the validity check
+    Kind kind = kVertexCoord;
+    const char* glslName = nullptr;
+    unsigned slot = 0;
+    const char* label = nullptr;    // the member's name, for the validity check
     const char* logName = nullptr;  // "[%s] <logName> %d" after all look-ups; null: no line
 };
 

@@ -12,7 +12,7 @@ class LogTag {
   public:
     enum MaskBit : unsigned { kDebug = 0x2, kInfo = 0x4, kError = 0x10, kNotFetched = 0x80 };
 
-    constexpr explicit LogTag(const char* name) : m_name(name) {}
+    constexpr explicit LogTag(const char* name) noexcept : m_name(name) {}
 
     const char* name() const { return m_name; }
 

@@ -57,7 +57,7 @@ int GPUPostEffect::handleCapture(GPUTask* task) {
 }
 
 int GPUPostEffect::captureThroughEffect(GPUTask* task) {
-    auto* base = reinterpret_cast<uint8_t*>(task->b1);
+    uint8_t* base = AddressArgument(task->b1);
     const int fd = static_cast<int>(task->b0);
     const int yOffset = static_cast<int>(task->b2);
     const int uvOffset = static_cast<int>(task->b3);

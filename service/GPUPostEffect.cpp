@@ -139,7 +139,7 @@ int GPUPostEffect::handleTask(GPUTask* task) {
     }
 }
 
-int GPUPostEffect::clean_buffer(android::sp<android::GraphicBuffer> buffer) {
+int GPUPostEffect::clean_buffer(const android::sp<android::GraphicBuffer>& buffer) {
     return CleanCache(gServiceLog, buffer.get());
 }
 

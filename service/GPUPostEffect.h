@@ -68,7 +68,7 @@ class GPUPostEffect : public IPostEffect, public IYUVConverter {
     int captureThroughEffect(GPUTask* task);
     bool processCapture(const EffectParameters& taskParameters);
 
-    int clean_buffer(android::sp<android::GraphicBuffer> buffer);
+    int clean_buffer(const android::sp<android::GraphicBuffer>& buffer);
     int clean_buffer(void* base, int flags, int offset, int fd, int size);
 
     // The service lock, the queue, the pool and the thread.

@@ -55,4 +55,9 @@ struct GPUTask {
     EffectParameters parameters;
 };
 
+// An address that travelled as an argument.
+inline uint8_t* AddressArgument(intptr_t argument) {
+    return reinterpret_cast<uint8_t*>(argument);  // NOLINT(performance-no-int-to-ptr)
+}
+
 }  // namespace tessera

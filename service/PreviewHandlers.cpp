@@ -144,7 +144,7 @@ int GPUPostEffect::handlePreview(GPUTask* task) {
         }
         return kPostEffectOk;
     }
-    auto* base = reinterpret_cast<uint8_t*>(task->b1);
+    uint8_t* base = AddressArgument(task->b1);
     const int offset = static_cast<int>(task->b2);
     if (base == nullptr || offset < 0) return kPostEffectNoEffect;
     if (!isGEInit) {

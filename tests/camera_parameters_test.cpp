@@ -81,6 +81,7 @@ TEST(GECameraParameters, ReadFourNumbersOrNothing) {
         {" 1, -2,\t3,4", true, 1, -2, 3, 4},
         {"1,2,3,", true, 1, 2, 3, 0},
         {",,,", true, 0, 0, 0, 0},
+        {"010,-09,3,4", true, 10, -9, 3, 4},
         {"99999999999,-99999999999999999999,3,4", true, INT_MAX, INT_MIN, 3, 4},
         {"1,2,3", false, 0, 0, 0, 0},
         {"1 ,2,3,4", false, 0, 0, 0, 0},

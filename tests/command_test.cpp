@@ -141,8 +141,8 @@ TEST_F(Command, FractionsAndCropMeanTheUprightPicture) {
         return filtered(arguments).at(48, 64)[1];
     };
     EXPECT_NEAR(filtered(bright).at(48, 64)[1], 40, 6);
-    EXPECT_NEAR(cropped("0,0,96,32"), 220, 12);
-    EXPECT_NEAR(cropped("8,64,80,64"), 40, 6);
+    EXPECT_NEAR(cropped("0,0,1,0.25"), 220, 12);
+    EXPECT_NEAR(cropped("0.1,0.5,0.8,0.5"), 40, 6);
 }
 
 TEST_F(Command, MetadataFollowsThePicture) {
@@ -234,7 +234,7 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
         {2, "posteffect list", {"photo", "in.jpg", "out.jpg", "-e", "A"}},
         {2, "none or vignette", {"photo", "in.jpg", "out.jpg", "-e", "bloom"}},
         {2, "it takes no options", {"photo", "in.jpg", "out.jpg", none, "--radius=.2"}},
-        {2, "whole picture", {"photo", "in.jpg", "out.jpg", none, "--crop=0,0,8,8"}},
+        {2, "whole picture", {"photo", "in.jpg", "out.jpg", none, "--crop=0,0,.5,.5"}},
         {2, "0..100", {"photo", "in.jpg", "out.jpg", vignette, "--strength=101"}},
         {2, "0..1", {"photo", "in.jpg", "out.jpg", vignette, "--radius", "-0.1"}},
         {2, "0..1", {"photo", "in.jpg", "out.jpg", vignette, "--radius=nan"}},
@@ -242,8 +242,9 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
         {2, "even", {"photo", "in.jpg", "out.jpg", vignette, "--block=63x48"}},
         {2, "2..16384", {"photo", "in.jpg", "out.jpg", vignette, "--block=0x0"}},
         {2, "1..100", {"photo", "in.jpg", "out.jpg", vignette, "--quality=0"}},
-        {2, "48x32", {"photo", "in.jpg", "out.jpg", vignette, "--crop=40,0,9,8"}},
-        {2, "48x32", {"photo", "in.jpg", "out.jpg", vignette, "--crop=2147483647,0,2147483647,8"}},
+        {2, "inside", {"photo", "in.jpg", "out.jpg", vignette, "--crop=.8,0,.3,1"}},
+        {2, "inside", {"photo", "in.jpg", "out.jpg", vignette, "--crop=0,0,0,1"}},
+        {2, "inside", {"photo", "in.jpg", "out.jpg", vignette, "--crop=nan,0,1,1"}},
         {2, "too many", {"photo", "in.jpg", "out.jpg", "more", none}},
         {3,
          "libegl1 libegl-mesa0 libgl1-mesa-dri libgles2",

@@ -78,7 +78,7 @@ void DeclarePhoto(CLI::App& app, Raw& all) {
         ->required();
     DeclareEffectOptions(app, raw);
     app.add_option("--crop", raw.crop,
-                   "show only this part, enlarged to the whole picture; in pixels of the upright "
+                   "show only this part, enlarged to the whole picture; fractions of the upright "
                    "picture")
         ->type_name("X,Y,W,H");
     app.add_option(

@@ -1,4 +1,4 @@
-// Sizes and rectangles in pixels.
+// Sizes in pixels, and parts of pictures.
 #pragma once
 
 namespace posteffect {
@@ -8,11 +8,12 @@ struct Size {
     int height = 0;
 };
 
-struct Rect {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
+// A part of a picture, as fractions of its width and height.
+struct Part {
+    double x = 0.0;
+    double y = 0.0;
+    double width = 1.0;
+    double height = 1.0;
 };
 
 constexpr int RoundUp(int value, int unit) {

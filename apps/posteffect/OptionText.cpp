@@ -94,12 +94,18 @@ Size ParseBlock(const std::string& text) {
     return {(*numbers)[0], (*numbers)[1]};
 }
 
-Rect ParseCrop(const std::string& text) {
-    const auto numbers = ParseNumbers<int>(text, ',');
-    if (!numbers || numbers->size() != 4 || (*numbers)[0] < 0 || (*numbers)[1] < 0 ||
-        (*numbers)[2] < 1 || (*numbers)[3] < 1) {
+Part ParseCrop(const std::string& text) {
+    const auto numbers = ParseNumbers<double>(text, ',');
+    constexpr double kEdge = 1.0 + 1e-9;  // three thirds are a whole
+    // Written so that "nan" fails.
+    const auto inside = [](double begin, double length) {
+        return begin >= 0.0 && length > 0.0 && begin + length <= kEdge;
+    };
+    if (!numbers || numbers->size() != 4 || !inside((*numbers)[0], (*numbers)[2]) ||
+        !inside((*numbers)[1], (*numbers)[3])) {
         throw WrongValue("crop", text,
-                         "X,Y,WIDTH,HEIGHT in pixels of the upright picture, such as 0,0,640,480");
+                         "X,Y,WIDTH,HEIGHT, fractions of the upright picture that stay inside it, "
+                         "such as 0.25,0.25,0.5,0.5");
     }
     return {(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
 }

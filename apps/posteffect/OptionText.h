@@ -20,7 +20,7 @@ std::string DefaultText(const EffectOption& option);
 // All of these throw Failure (wrong use) that names the option and what it takes.
 OptionValue ParseOptionValue(const EffectOption& option, const std::string& text);
 Size ParseBlock(const std::string& text);
-Rect ParseCrop(const std::string& text);
+Part ParseCrop(const std::string& text);
 int ParseQuality(const std::string& text);
 
 }  // namespace posteffect

@@ -1,5 +1,7 @@
 #include "apps/posteffect/PhotoFilter.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "apps/common/ServiceSession.h"
@@ -13,11 +15,21 @@ std::string SizeText(Size size) {
     return std::to_string(size.width) + "x" + std::to_string(size.height);
 }
 
-int Capture(ServiceSession& session, const PhotoFilter& filter, Size block, Rect crop,
+int Pixels(double fraction, int side) {
+    return static_cast<int>(std::lround(fraction * side));
+}
+
+int Capture(ServiceSession& session, const PhotoFilter& filter, Size block,
             SemiPlanarFrame* frame) {
     const android::String8 parameters(FlattenParameters(*filter.effect, filter.values).c_str());
     const Size size = frame->size;
     const int lumaBytes = static_cast<int>(frame->lumaBytes());
+    // Always sent: the library keeps the rectangle of an earlier picture otherwise.
+    const Part crop = filter.crop.value_or(Part());
+    const int left = std::min(Pixels(crop.x, size.width), size.width - 1);
+    const int top = std::min(Pixels(crop.y, size.height), size.height - 1);
+    const int width = std::clamp(Pixels(crop.width, size.width), 1, size.width - left);
+    const int height = std::clamp(Pixels(crop.height, size.height), 1, size.height - top);
     int status = session.run([](IPostEffect& service) { return service.start(); });
     if (status == kPostEffectOk) {
         status = session.run([&](IPostEffect& s) { return s.setParameters(parameters); });
@@ -27,8 +39,7 @@ int Capture(ServiceSession& session, const PhotoFilter& filter, Size block, Rect
             session.run([&](IPostEffect& s) { return s.startPreview(block.width, block.height); });
     }
     if (status == kPostEffectOk) {
-        status = session.run(
-            [&](IPostEffect& s) { return s.setCrop(crop.x, crop.y, crop.width, crop.height); });
+        status = session.run([&](IPostEffect& s) { return s.setCrop(left, top, width, height); });
     }
     if (status == kPostEffectOk) {
         status = session.run([&](IPostEffect& s) {
@@ -73,19 +84,12 @@ Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, 
 
 void FilterPhoto(const std::string& name, const PhotoFilter& filter, YuvPicture* picture) {
     const Size size = picture->size();
-    if (filter.crop && (filter.crop->width > size.width - filter.crop->x ||
-                        filter.crop->height > size.height - filter.crop->y)) {
-        throw Failure(kExitWrongUse, "--crop",
-                      "reaches outside the picture: the upright picture of " + name + " has " +
-                          SizeText(size) + " pixels");
-    }
     const Size block = filter.block ? *filter.block : ChooseBlockSize(size);
     SemiPlanarFrame frame = ToSemiPlanar(*picture);
-    const Rect whole = {0, 0, frame.size.width, frame.size.height};
     // Faults are told in one line of our own; the library's lines are for those who ask for them.
     setenv("POSTEFFECT_LOG", "none", 0);
     ServiceSession session;
-    const int status = Capture(session, filter, block, filter.crop.value_or(whole), &frame);
+    const int status = Capture(session, filter, block, &frame);
     if (status != kPostEffectOk) throw Explain(name, filter, block, status, session);
     FromSemiPlanar(frame, picture);
 }

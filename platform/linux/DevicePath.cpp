@@ -39,12 +39,12 @@ std::string Confined(std::string_view path) {
 }  // namespace
 
 std::string ResolveDevicePath(const char* devicePath) {
-    const std::string path = Confined(devicePath);
+    std::string path = Confined(devicePath);
     const std::string root = SysRoot();
     if (!root.empty()) return root + path;
     if (Exists(path)) return path;
     for (const char* folder : {POSTEFFECT_DATA_DIR, POSTEFFECT_BUILD_DATA_DIR}) {
-        const std::string candidate = folder + path;
+        std::string candidate = folder + path;
         if (Exists(candidate)) return candidate;
     }
     return path;

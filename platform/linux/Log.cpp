@@ -47,11 +47,7 @@ struct Level {
     unsigned mask;
 };
 constexpr Level kLevels[] = {
-    {"none", 0},
-    {"error", 0x10},
-    {"info", 0x10 | 0x4},
-    {"debug", 0x10 | 0x4 | 0x2},
-    {"all", ~0U},
+    {"none", 0}, {"error", 0x10}, {"info", 0x10 | 0x4}, {"debug", 0x10 | 0x4 | 0x2}, {"all", ~0U},
 };
 
 unsigned MaskOf(std::string_view level, unsigned otherwise) {
@@ -67,6 +63,7 @@ extern "C" int __android_log_print(int priority, const char* tag, const char* fo
     std::array<char, kMaxMessage> text{};
     std::va_list arguments;
     va_start(arguments, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is not seen for what it is
     const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
     if (const AndroidLogSink sink = gSink.load(std::memory_order_acquire)) {
