@@ -174,11 +174,13 @@ int GEShader::RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, 
         m_pCallback->convertRect(pixels, static_cast<int>(m_pSrcTexture->GetStride()),
                                  static_cast<int>(m_pSrcTexture->m_nHeight), block.source.x,
                                  block.source.y, block.source.w, block.source.h);
-        if (!ProcBlock(0, 0, imgW, imgH)) return 0;
+        if (!ProcBlock(0, 0, imgW, imgH)) break;
         BlockCopyYUV(out, outUV, static_cast<unsigned>(imgW), static_cast<unsigned>(imgH),
                      static_cast<unsigned>(m_nBlockX), m_nBlockY, m_nBlockW, m_nBlockH);
     }
+    const bool complete = m_nRun == m_nMaxRun;
     m_nRun = m_nMaxRun = m_nBlockX = m_nBlockY = 0;
+    if (!complete) return 0;
     LOG_INFO(log, "[%s] leave", "ProcFrame");
     return 1;
 }

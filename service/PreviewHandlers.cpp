@@ -80,10 +80,7 @@ int GPUPostEffect::startPreview(GPUTask* task) {
 
 int GPUPostEffect::stopPreview(GPUTask*) {
     mQueue.WriteLocked(mPreviewStarted, false);
-    if (isGEInit) {
-        mpGEMan->Deinit();
-        isGEInit = false;
-    }
+    if (isGEInit) releaseManager();
     mPreviewBuffer.clear();
     return kPostEffectOk;
 }

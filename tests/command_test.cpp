@@ -42,19 +42,19 @@ class Command : public testing::Test {
         return DecodeRgb(m_folder.read("out.jpg"));
     }
 
-    void writeInput(const JpegSpec& spec, const std::function<Rgb(int, int)>& pixel) const {
-        m_folder.write("in.jpg", MakeJpeg(spec, pixel));
+    void writeInput(const JpegRecipe& recipe, const std::function<Rgb(int, int)>& pixel) const {
+        m_folder.write("in.jpg", MakeJpeg(recipe, pixel));
     }
 
     TestFolder m_folder;
 };
 
-JpegSpec Sized(int width, int height) {
-    JpegSpec spec;
-    spec.width = width;
-    spec.height = height;
-    spec.quality = 100;
-    return spec;
+JpegRecipe Sized(int width, int height) {
+    JpegRecipe recipe;
+    recipe.width = width;
+    recipe.height = height;
+    recipe.quality = 100;
+    return recipe;
 }
 
 // What the vignette leaves of light in the middle of pixel (x, y). Odd sides are padded by one, and
@@ -119,11 +119,11 @@ TEST_F(Command, VignetteDarkensAsItsOptionsSayWhateverTheBlocks) {
 }
 
 TEST_F(Command, FractionsAndCropMeanTheUprightPicture) {
-    ExifSpec exif;
+    ExifRecipe exif;
     exif.orientation = 6;  // stored lying on its left side: 96 x 128 upright
-    JpegSpec spec = Sized(128, 96);
-    spec.segments = {{kApp0 + 1, MakeExif(exif)}};
-    writeInput(spec, Gray);
+    JpegRecipe recipe = Sized(128, 96);
+    recipe.segments = {{kApp0 + 1, MakeExif(exif)}};
+    writeInput(recipe, Gray);
     const RgbPicture spot = filtered(
         {"-e", "vignette", "--center", "0.25,0.125", "--radius", "0.2", "--strength", "90"});
     ASSERT_EQ(spot.width, 96);
@@ -133,7 +133,7 @@ TEST_F(Command, FractionsAndCropMeanTheUprightPicture) {
     EXPECT_LE(spot.at(24, 111)[1], 5);
 
     // The stored left edge is the upright picture's top.
-    writeInput(spec, [](int x, int) { return x < 32 ? Rgb{220, 220, 220} : Rgb{40, 40, 40}; });
+    writeInput(recipe, [](int x, int) { return x < 32 ? Rgb{220, 220, 220} : Rgb{40, 40, 40}; });
     const std::vector<std::string> bright = {"-e", "vignette", "--radius", "1"};
     const auto cropped = [&](const char* crop) {
         std::vector<std::string> arguments = bright;
@@ -146,15 +146,15 @@ TEST_F(Command, FractionsAndCropMeanTheUprightPicture) {
 }
 
 TEST_F(Command, MetadataFollowsThePicture) {
-    ExifSpec exif;
+    ExifRecipe exif;
     exif.width = 64;
     exif.height = 48;
     exif.thumbnail = MakeJpeg(Sized(32, 24), Gray);
     const Segment xmp = {kApp0 + 1, Bytes(300, std::uint8_t{'x'})};
-    JpegSpec spec = Sized(64, 48);
+    JpegRecipe recipe = Sized(64, 48);
     const auto exifAfter = [&](const char* effect) {
-        spec.segments = {{kApp0 + 1, MakeExif(exif)}, xmp};
-        writeInput(spec, Gray);
+        recipe.segments = {{kApp0 + 1, MakeExif(exif)}, xmp};
+        writeInput(recipe, Gray);
         filtered({"-e", effect});
         const auto segments = ListSegments(m_folder.read("out.jpg"));
         EXPECT_EQ(segments.size(), 3U);
@@ -193,16 +193,16 @@ TEST_F(Command, PipesAndForceWork) {
 }
 
 TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
-    JpegSpec spec = Sized(48, 32);
-    writeInput(spec, Ramp);
+    JpegRecipe recipe = Sized(48, 32);
+    writeInput(recipe, Ramp);
     const Bytes good = m_folder.read("in.jpg");
     m_folder.write("cut.jpg",
                    Bytes(good.begin(), good.begin() + static_cast<long>(good.size() / 2)));
-    spec.progressive = true;
-    const Bytes progressive = MakeJpeg(spec, Ramp);
+    recipe.progressive = true;
+    const Bytes progressive = MakeJpeg(recipe, Ramp);
     m_folder.write("cut2.jpg", Bytes(progressive.begin(), progressive.end() - 100));
-    spec.colors = "cmyk";
-    m_folder.write("cmyk.jpg", MakeJpeg(spec, Ramp));
+    recipe.colors = "cmyk";
+    m_folder.write("cmyk.jpg", MakeJpeg(recipe, Ramp));
     m_folder.write("text.jpg", {'h', 'e', 'l', 'l', 'o'});
     m_folder.write("empty.jpg", {});
     m_folder.write("there.jpg", {1, 2, 3});
@@ -285,7 +285,7 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
 
 TEST_F(Command, AnInterruptEndsItWithoutOutput) {
     RunOptions options;
-    options.input = MakeJpeg(JpegSpec(), Ramp);
+    options.input = MakeJpeg(JpegRecipe(), Ramp);
     options.interruptWhileReading = true;
     const Outcome outcome = run({"photo", "-", "out.jpg", "-e", "none"}, options);
     EXPECT_EQ(outcome.exitCode, 130);

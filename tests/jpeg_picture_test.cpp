@@ -26,20 +26,20 @@ using posteffect::JpegPicture;
 
 struct Coding {
     const char* name = "";
-    JpegSpec spec;
+    JpegRecipe recipe;
 };
 
-JpegSpec Sampled(int h0, int v0, int h1, int v1, int h2, int v2) {
-    JpegSpec spec;
-    spec.sampling = {{{h0, v0}, {h1, v1}, {h2, v2}}};
-    return spec;
+JpegRecipe Sampled(int h0, int v0, int h1, int v1, int h2, int v2) {
+    JpegRecipe recipe;
+    recipe.sampling = {{{h0, v0}, {h1, v1}, {h2, v2}}};
+    return recipe;
 }
 
-JpegSpec With(JpegSpec spec, const char* colors, bool progressive, bool arithmetic) {
-    spec.colors = colors;
-    spec.progressive = progressive;
-    spec.arithmetic = arithmetic;
-    return spec;
+JpegRecipe With(JpegRecipe recipe, const char* colors, bool progressive, bool arithmetic) {
+    recipe.colors = colors;
+    recipe.progressive = progressive;
+    recipe.arithmetic = arithmetic;
+    return recipe;
 }
 
 const std::vector<Coding>& Codings() {
@@ -81,11 +81,11 @@ TEST(JpegPicture, AnyCodingAndSizeComesBackAsThePictureItWas) {
         for (const posteffect::Size& size : kSizes) {
             SCOPED_TRACE(std::string(coding.name) + " " + std::to_string(size.width) + "x" +
                          std::to_string(size.height));
-            JpegSpec spec = coding.spec;
-            spec.width = size.width;
-            spec.height = size.height;
-            spec.quality = 100;
-            const Bytes file = MakeJpeg(spec, spec.colors == "gray" ? GrayRamp : Ramp);
+            JpegRecipe recipe = coding.recipe;
+            recipe.width = size.width;
+            recipe.height = size.height;
+            recipe.quality = 100;
+            const Bytes file = MakeJpeg(recipe, recipe.colors == "gray" ? GrayRamp : Ramp);
             const RgbPicture before = DecodeRgb(file);
 
             const JpegPicture picture = DecodeJpeg("picture", file);
@@ -104,11 +104,11 @@ TEST(JpegPicture, AnyCodingAndSizeComesBackAsThePictureItWas) {
 TEST(JpegPicture, ChromaStaysOverItsPixelsAtOddSizes) {
     // A 4:4:4 chroma edge between columns 3 and 4 lies between 4:2:0 samples 1 and 2, at the even
     // width and at the odd one, whatever is coded beyond the picture.
-    JpegSpec spec = Sampled(1, 1, 1, 1, 1, 1);
-    spec.width = 8;
-    spec.height = 5;
-    spec.quality = 100;
-    Bytes file = MakeJpeg(spec, [](int x, int) {
+    JpegRecipe recipe = Sampled(1, 1, 1, 1, 1, 1);
+    recipe.width = 8;
+    recipe.height = 5;
+    recipe.quality = 100;
+    Bytes file = MakeJpeg(recipe, [](int x, int) {
         return x < 4 || x == 7 ? Rgb{200, 90, 90} : Rgb{90, 90, 200};
     });
     const int red = 128 + 55;
@@ -129,18 +129,18 @@ TEST(JpegPicture, ChromaStaysOverItsPixelsAtOddSizes) {
 }
 
 TEST(JpegPicture, WhatIsCodedBeyondTheEdgeDoesNotShineThrough) {
-    JpegSpec spec;
-    spec.width = 17;
-    spec.height = 19;
+    JpegRecipe recipe;
+    recipe.width = 17;
+    recipe.height = 19;
     const auto bright = [](int, int) { return Rgb{230, 200, 220}; };
-    const JpegPicture picture = DecodeJpeg("picture", MakeJpeg(spec, bright));
+    const JpegPicture picture = DecodeJpeg("picture", MakeJpeg(recipe, bright));
     const RgbPicture flat = DecodeRgb(EncodeJpeg("picture", picture, 20));
     EXPECT_LE(LargestDifference(flat, [&flat](int, int) { return flat.at(0, 0); }), 1);
 }
 
 TEST(JpegPicture, EveryTruncationIsAnError) {
     for (const bool progressive : {false, true}) {
-        const Bytes file = MakeJpeg(With(JpegSpec(), "ycc", progressive, false), Ramp);
+        const Bytes file = MakeJpeg(With(JpegRecipe(), "ycc", progressive, false), Ramp);
         for (std::size_t length = 2; length < file.size(); length += 7) {
             const Bytes cut(file.begin(), file.begin() + static_cast<long>(length));
             try {
@@ -254,8 +254,8 @@ TEST(Metadata, SegmentsTravelByteForByteAndInOrder) {
         return bytes;
     };
     const std::string icc("ICC_PROFILE\0", 12);
-    JpegSpec spec;
-    spec.segments = {
+    JpegRecipe recipe;
+    recipe.segments = {
         {kComment, text("before", 20)},
         {kApp0 + 1, text(std::string("http://ns.adobe.com/xap/1.0/\0", 29), 3000)},
         {kApp0 + 2, text(icc + "\1\3", 65533)},
@@ -265,12 +265,12 @@ TEST(Metadata, SegmentsTravelByteForByteAndInOrder) {
         {kApp0 + 5, {}},
         {kComment, text("after", 6)},
     };
-    std::vector<Segment> expected = spec.segments;
+    std::vector<Segment> expected = recipe.segments;
     // Other pictures behind this one are not carried, so neither is what points at them.
-    spec.segments.push_back({kApp0 + 2, text(std::string("MPF\0", 4), 80)});
+    recipe.segments.push_back({kApp0 + 2, text(std::string("MPF\0", 4), 80)});
     for (const bool jfif : {true, false}) {
-        spec.jfif = jfif;
-        const JpegPicture picture = DecodeJpeg("picture", MakeJpeg(spec, Ramp));
+        recipe.jfif = jfif;
+        const JpegPicture picture = DecodeJpeg("picture", MakeJpeg(recipe, Ramp));
         std::vector<Segment> segments = ListSegments(EncodeJpeg("picture", picture, 90));
         if (jfif) {
             ASSERT_FALSE(segments.empty());
@@ -286,13 +286,13 @@ TEST(Metadata, AGrayProfileIsNotPutOnAPictureWithColours) {
     Bytes profile(200);
     std::memcpy(profile.data(), "ICC_PROFILE\0\1\1", 14);
     std::memcpy(profile.data() + 14 + 16, "GRAY", 4);
-    JpegSpec spec;
-    spec.colors = "gray";
-    spec.segments = {{kApp0 + 2, profile}};
-    EXPECT_TRUE(DecodeJpeg("picture", MakeJpeg(spec, GrayRamp)).segments.empty());
+    JpegRecipe recipe;
+    recipe.colors = "gray";
+    recipe.segments = {{kApp0 + 2, profile}};
+    EXPECT_TRUE(DecodeJpeg("picture", MakeJpeg(recipe, GrayRamp)).segments.empty());
     std::memcpy(profile.data() + 14 + 16, "RGB ", 4);
-    spec.segments = {{kApp0 + 2, profile}};
-    EXPECT_EQ(DecodeJpeg("picture", MakeJpeg(spec, GrayRamp)).segments.size(), 1U);
+    recipe.segments = {{kApp0 + 2, profile}};
+    EXPECT_EQ(DecodeJpeg("picture", MakeJpeg(recipe, GrayRamp)).segments.size(), 1U);
 }
 
 // Updates the EXIF of a picture with these segments; the thumbnails are `thumbnail(quality)`.
@@ -304,18 +304,18 @@ std::vector<posteffect::JpegSegment> Updated(const Bytes& exif, posteffect::Size
 }
 
 TEST(Exif, OnlyWhatTheTurnChangesIsChanged) {
-    ExifSpec spec;
-    spec.orientation = 6;
-    spec.width = 480;
-    spec.height = 320;
-    spec.thumbnail = {0xFF, 0xD8, 1, 2, 3, 0xFF, 0xD9};
+    ExifRecipe recipe;
+    recipe.orientation = 6;
+    recipe.width = 480;
+    recipe.height = 320;
+    recipe.thumbnail = {0xFF, 0xD8, 1, 2, 3, 0xFF, 0xD9};
     for (const ExifByteOrder order : {EXIF_BYTE_ORDER_INTEL, EXIF_BYTE_ORDER_MOTOROLA}) {
-        spec.order = order;
+        recipe.order = order;
         Bytes renewed = {0xFF, 0xD8, 9, 9, 0xFF, 0xD9};
         const auto segments =
-            Updated(MakeExif(spec), {320, 480}, [&renewed](int) { return renewed; });
+            Updated(MakeExif(recipe), {320, 480}, [&renewed](int) { return renewed; });
         ASSERT_EQ(segments.size(), 2U);
-        ExifSpec expected = spec;
+        ExifRecipe expected = recipe;
         expected.orientation = 1;
         expected.width = 320;
         expected.height = 480;
@@ -325,28 +325,28 @@ TEST(Exif, OnlyWhatTheTurnChangesIsChanged) {
 }
 
 TEST(Exif, AThumbnailThatDoesNotFitIsMadeSmallerAndAtLastLeftOut) {
-    ExifSpec spec;
-    spec.orientation = 3;
-    spec.thumbnail = {1, 2, 3};
+    ExifRecipe recipe;
+    recipe.orientation = 3;
+    recipe.thumbnail = {1, 2, 3};
     std::vector<int> asked;
-    auto segments = Updated(MakeExif(spec), {8, 8}, [&](int quality) {
+    auto segments = Updated(MakeExif(recipe), {8, 8}, [&](int quality) {
         asked.push_back(quality);
         return Bytes(quality < 50 ? 100 : 70000, std::uint8_t{5});
     });
     EXPECT_TRUE(std::is_sorted(asked.rbegin(), asked.rend()));
-    spec.orientation = 1;
-    spec.thumbnail = Bytes(100, std::uint8_t{5});
-    EXPECT_EQ(DescribeExif(segments[1].bytes), DescribeExif(MakeExif(spec)));
+    recipe.orientation = 1;
+    recipe.thumbnail = Bytes(100, std::uint8_t{5});
+    EXPECT_EQ(DescribeExif(segments[1].bytes), DescribeExif(MakeExif(recipe)));
 
-    segments = Updated(MakeExif(spec), {8, 8}, [](int) { return Bytes(70000); });
-    spec.thumbnail = {};
-    EXPECT_EQ(DescribeExif(segments[1].bytes), DescribeExif(MakeExif(spec)));
+    segments = Updated(MakeExif(recipe), {8, 8}, [](int) { return Bytes(70000); });
+    recipe.thumbnail = {};
+    EXPECT_EQ(DescribeExif(segments[1].bytes), DescribeExif(MakeExif(recipe)));
 }
 
 TEST(Exif, BrokenExifCountsAsUprightAndStaysAsItIs) {
-    ExifSpec spec;
-    spec.orientation = 6;
-    const Bytes sound = MakeExif(spec);
+    ExifRecipe recipe;
+    recipe.orientation = 6;
+    const Bytes sound = MakeExif(recipe);
     ASSERT_EQ(posteffect::Exif({{kApp0 + 1, sound}}).orientation(), 6);
     for (std::size_t length = 6; length < sound.size(); ++length) {
         const Bytes cut(sound.begin(), sound.begin() + static_cast<long>(length));
@@ -363,8 +363,8 @@ TEST(Exif, BrokenExifCountsAsUprightAndStaysAsItIs) {
     const Bytes half(sound.begin(), sound.begin() + static_cast<long>(sound.size() / 2));
     EXPECT_EQ(posteffect::Exif({{kApp0 + 1, half}}).orientation(), 1);
     for (const int nonsense : {0, 9, 65535}) {
-        spec.orientation = nonsense;
-        EXPECT_EQ(posteffect::Exif({{kApp0 + 1, MakeExif(spec)}}).orientation(), 1);
+        recipe.orientation = nonsense;
+        EXPECT_EQ(posteffect::Exif({{kApp0 + 1, MakeExif(recipe)}}).orientation(), 1);
     }
 }
 

@@ -48,23 +48,24 @@ Bytes Long(const Data& data, int value) {
 
 }  // namespace
 
-Bytes MakeExif(const ExifSpec& spec) {
+Bytes MakeExif(const ExifRecipe& recipe) {
     const Data data = NewData();
-    exif_data_set_byte_order(data.get(), spec.order);
+    exif_data_set_byte_order(data.get(), recipe.order);
     const char maker[] = "A maker of cameras";
     Add(data, EXIF_IFD_0, EXIF_TAG_MAKE, EXIF_FORMAT_ASCII, Bytes(maker, maker + sizeof(maker)));
-    Add(data, EXIF_IFD_0, EXIF_TAG_ORIENTATION, EXIF_FORMAT_SHORT, Short(data, spec.orientation));
+    Add(data, EXIF_IFD_0, EXIF_TAG_ORIENTATION, EXIF_FORMAT_SHORT, Short(data, recipe.orientation));
     Add(data, EXIF_IFD_0, 0xC0DE, EXIF_FORMAT_UNDEFINED, {1, 2, 3, 4, 5, 6});
-    Add(data, EXIF_IFD_EXIF, EXIF_TAG_PIXEL_X_DIMENSION, EXIF_FORMAT_LONG, Long(data, spec.width));
+    Add(data, EXIF_IFD_EXIF, EXIF_TAG_PIXEL_X_DIMENSION, EXIF_FORMAT_LONG,
+        Long(data, recipe.width));
     Add(data, EXIF_IFD_EXIF, EXIF_TAG_PIXEL_Y_DIMENSION, EXIF_FORMAT_SHORT,
-        Short(data, spec.height));
+        Short(data, recipe.height));
     Add(data, EXIF_IFD_EXIF, EXIF_TAG_ISO_SPEED_RATINGS, EXIF_FORMAT_SHORT, Short(data, 400));
     Add(data, EXIF_IFD_GPS, EXIF_TAG_GPS_LATITUDE_REF, EXIF_FORMAT_ASCII, {'N', 0});
-    if (!spec.thumbnail.empty()) {
+    if (!recipe.thumbnail.empty()) {
         Add(data, EXIF_IFD_1, EXIF_TAG_COMPRESSION, EXIF_FORMAT_SHORT, Short(data, 6));
-        data->size = static_cast<unsigned>(spec.thumbnail.size());
-        data->data = static_cast<unsigned char*>(std::malloc(spec.thumbnail.size()));
-        std::memcpy(data->data, spec.thumbnail.data(), spec.thumbnail.size());
+        data->size = static_cast<unsigned>(recipe.thumbnail.size());
+        data->data = static_cast<unsigned char*>(std::malloc(recipe.thumbnail.size()));
+        std::memcpy(data->data, recipe.thumbnail.data(), recipe.thumbnail.size());
     }
     unsigned char* bytes = nullptr;
     unsigned size = 0;

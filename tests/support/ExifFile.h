@@ -7,7 +7,7 @@
 
 #include "tests/support/JpegFile.h"
 
-struct ExifSpec {
+struct ExifRecipe {
     ExifByteOrder order = EXIF_BYTE_ORDER_INTEL;
     int orientation = 1;
     int width = 48;
@@ -17,7 +17,7 @@ struct ExifSpec {
 
 // The bytes of the segment. It also has a maker, a tag that nobody knows and one that is in an
 // unusual place.
-Bytes MakeExif(const ExifSpec& spec);
+Bytes MakeExif(const ExifRecipe& recipe);
 
 // All directories, tags with their format and raw value, the byte order and the thumbnail, as text.
 std::string DescribeExif(const Bytes& segment);

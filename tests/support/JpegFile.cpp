@@ -21,7 +21,7 @@ void ThrowOnWarning(j_common_ptr, int level) {
 
 }  // namespace
 
-Bytes MakeJpeg(const JpegSpec& spec, const std::function<Rgb(int x, int y)>& pixel) {
+Bytes MakeJpeg(const JpegRecipe& recipe, const std::function<Rgb(int x, int y)>& pixel) {
     jpeg_compress_struct info = {};
     jpeg_error_mgr errors = {};
     info.err = jpeg_std_error(&errors);
@@ -30,36 +30,36 @@ Bytes MakeJpeg(const JpegSpec& spec, const std::function<Rgb(int x, int y)>& pix
     unsigned long length = 0;
     jpeg_mem_dest(&info, &buffer, &length);
 
-    const bool gray = spec.colors == "gray";
-    const bool cmyk = spec.colors == "cmyk";
+    const bool gray = recipe.colors == "gray";
+    const bool cmyk = recipe.colors == "cmyk";
     const std::size_t channels = gray ? 1 : cmyk ? 4 : 3;
-    info.image_width = static_cast<JDIMENSION>(spec.width);
-    info.image_height = static_cast<JDIMENSION>(spec.height);
+    info.image_width = static_cast<JDIMENSION>(recipe.width);
+    info.image_height = static_cast<JDIMENSION>(recipe.height);
     info.input_components = static_cast<int>(channels);
     info.in_color_space = gray ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_RGB;
     jpeg_set_defaults(&info);
-    if (spec.colors == "rgb") jpeg_set_colorspace(&info, JCS_RGB);
-    jpeg_set_quality(&info, spec.quality, TRUE);
-    if (spec.colors == "ycc" || gray) {
+    if (recipe.colors == "rgb") jpeg_set_colorspace(&info, JCS_RGB);
+    jpeg_set_quality(&info, recipe.quality, TRUE);
+    if (recipe.colors == "ycc" || gray) {
         for (int c = 0; c < info.num_components; ++c) {
-            info.comp_info[c].h_samp_factor = spec.sampling[static_cast<std::size_t>(c)][0];
-            info.comp_info[c].v_samp_factor = spec.sampling[static_cast<std::size_t>(c)][1];
+            info.comp_info[c].h_samp_factor = recipe.sampling[static_cast<std::size_t>(c)][0];
+            info.comp_info[c].v_samp_factor = recipe.sampling[static_cast<std::size_t>(c)][1];
         }
     }
-    if (spec.progressive) jpeg_simple_progression(&info);
-    info.arith_code = spec.arithmetic ? TRUE : FALSE;
-    if (!spec.jfif) info.write_JFIF_header = FALSE;
+    if (recipe.progressive) jpeg_simple_progression(&info);
+    info.arith_code = recipe.arithmetic ? TRUE : FALSE;
+    if (!recipe.jfif) info.write_JFIF_header = FALSE;
     info.density_unit = 1;
     info.X_density = 300;
     info.Y_density = 301;
     jpeg_start_compress(&info, TRUE);
-    for (const Segment& segment : spec.segments) {
+    for (const Segment& segment : recipe.segments) {
         jpeg_write_marker(&info, segment.marker, segment.bytes.data(),
                           static_cast<unsigned>(segment.bytes.size()));
     }
-    Bytes row(static_cast<std::size_t>(spec.width) * channels);
-    for (int y = 0; y < spec.height; ++y) {
-        for (int x = 0; x < spec.width; ++x) {
+    Bytes row(static_cast<std::size_t>(recipe.width) * channels);
+    for (int y = 0; y < recipe.height; ++y) {
+        for (int x = 0; x < recipe.width; ++x) {
             const Rgb color = pixel(x, y);
             for (std::size_t c = 0; c < channels; ++c) {
                 row[static_cast<std::size_t>(x) * channels + c] =

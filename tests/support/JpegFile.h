@@ -23,7 +23,7 @@ struct Segment {
     }
 };
 
-struct JpegSpec {
+struct JpegRecipe {
     int width = 48;
     int height = 32;
     // "ycc", "gray", "rgb" or "cmyk".
@@ -38,7 +38,7 @@ struct JpegSpec {
 };
 
 // `pixel` gives the colour at (x, y).
-Bytes MakeJpeg(const JpegSpec& spec, const std::function<Rgb(int x, int y)>& pixel);
+Bytes MakeJpeg(const JpegRecipe& recipe, const std::function<Rgb(int x, int y)>& pixel);
 
 struct RgbPicture {
     int width = 0;
