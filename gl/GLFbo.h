@@ -33,6 +33,10 @@ class POSTEFFECT_API GLFbo {
     // Detaches; leaves this framebuffer bound.
     int ResetColorAttachment();
 
+    // Dumps the attached texture to "/data/" followed by `name`, under the header of the BMP file
+    // `templatePath`. Bind the framebuffer first.
+    bool SaveBMP(const char* templatePath, const char* name);
+
     GLuint name() const { return m_nFbo; }
     GLTexture* attachedTexture() const { return m_pTexture; }
 

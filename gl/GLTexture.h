@@ -55,6 +55,19 @@ class POSTEFFECT_API GLTexture {
     // 1, or 0 on failure.
     int clean_buffer();
 
+    // Makes the texture (ST 0 normal, 1 streaming) from an uncompressed BMP file of 8, 16, 24 or 32
+    // bits. The file's bytes become the texture's: what a 24-bit file stores as blue lands in red,
+    // and the picture's bottom row in row 0. Wrap modes repeat, filters are linear.
+    bool LoadBMP(const char* path, unsigned format, unsigned type, unsigned char ST);
+
+    // Dumps a streaming RGB or RGBA texture to "/data/" followed by `name`, under the header of the
+    // BMP file `templatePath`. An RGBA texture's red and blue change places in memory, and its
+    // alpha becomes 255.
+    bool SaveBMP(const char* templatePath, const char* name);
+
+    // Dumps the fourth byte of every four-byte pixel of a streaming texture as an 8-bit image.
+    bool SaveBMP_yuvx(const char* templatePath, const char* name);
+
     bool isStreaming() const { return m_bStreaming; }
     GLuint name() const { return m_nTexture; }
     GLenum target() const { return m_nTarget; }
@@ -66,6 +79,7 @@ class POSTEFFECT_API GLTexture {
     bool InitStreaming(unsigned format, unsigned type, unsigned width, unsigned height);
     void SetParameters(GLint filter, GLint wrap) const;
     void DestroyImage();
+    void* DumpablePixels(const char* operation) const;
 
     bool m_bStreaming = false;
     GLuint m_nTexture = kUnset;

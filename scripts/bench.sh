@@ -3,6 +3,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-cmake --preset release >/dev/null
-cmake --build --preset release --target posteffect_bench
-build/release/bin/posteffect_bench "$@"
+cmake --preset test >/dev/null
+cmake --build --preset test --target posteffect_bench
+build/test/bin/posteffect_bench "$@"

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-cmake --preset release -DPOSTEFFECT_BUILD_TESTS=OFF -DPOSTEFFECT_BUILD_BENCHMARKS=OFF
+cmake --preset release
 cmake --build --preset release --target posteffect_command
 
 mkdir -p out/demo

@@ -16,17 +16,19 @@
 
 // Whole frame, tightly packed on both sides, three bytes a pixel. Nothing is written when width is
 // below 16 or height below 2. With a width that is no multiple of 16, later rows are misaligned:
-// the read and write positions advance by the pixels converted.
+// from one pair of rows to the next, positions in the luma plane and in `dst` advance by a row
+// length and the pixels converted, those in the chroma plane by the pixels converted.
 POSTEFFECT_API void sp2yuv(void* dst, const void* src, int width, int height);
 
 // The same with four bytes a pixel.
 POSTEFFECT_API void sp2yuvx(void* dst, const void* src, int width, int height);
 
-// Tightly packed source into rows of dstStride pixels; the rest of each row is left as it was.
+// Tightly packed source, read as above, into rows of dstStride pixels, whatever the width; the rest
+// of each row is left as it was.
 POSTEFFECT_API void sp2yuvx(void* dst, int dstStride, const void* src, int width, int height);
 
-// The rectangle (x, y, width, height) of a strided source, tightly packed, in groups of 32 pixels.
-// Nothing is written when width is below 32 or height below 2.
+// The rectangle (x, y, width, height) of a strided source into rows of `width` pixels, in groups of
+// 32 pixels. Nothing is written when width is below 32 or height below 2.
 POSTEFFECT_API void sp2yuvx(void* dst, const void* src, int srcStride, int srcHeight, int x, int y,
                             int width, int height);
 
@@ -36,8 +38,9 @@ POSTEFFECT_API void sp2yuvxs(void* dst, int dstStride, const void* src, int srcS
                              int srcHeight, int x, int y, int width, int height);
 
 // The same, then the destination is padded to dstStride x dstHeight pixels: columns in groups of 16
-// with each row's last converted pixel, rows with the last converted row. Nothing is written beyond
-// dstStride x dstHeight pixels.
+// with each row's last converted pixel, rows with the last converted row (the odd last row of an
+// odd height is not converted). Nothing is written beyond dstStride x dstHeight pixels; a larger
+// rectangle is cut.
 POSTEFFECT_API void sp2yuvxs(void* dst, int dstStride, int dstHeight, const void* src,
                              int srcStride, int srcHeight, int x, int y, int width, int height);
 
