@@ -13,6 +13,11 @@ namespace {
 constexpr int kGroup = 16;      // pixels
 constexpr int kWideGroup = 32;  // pixels, in the rectangle form of sp2yuvx
 
+// The part of `width` that is whole groups.
+std::ptrdiff_t Whole(int width, int group) {
+    return width - width % group;
+}
+
 using RowKernel = void (*)(uint8_t*, const uint8_t*, const uint8_t*, std::size_t);
 
 // What one conversion walks through. Strides in bytes.
@@ -27,7 +32,7 @@ struct Walk {
     std::ptrdiff_t chromaStep;
 };
 
-void ConvertPairs(Walk walk, RowKernel kernel, int pixels, int pairs) {
+void ConvertPairs(Walk walk, RowKernel kernel, std::ptrdiff_t pixels, int pairs) {
     const auto count = static_cast<std::size_t>(pixels);
     for (int pair = 0; pair < pairs; ++pair) {
         kernel(walk.dst, walk.luma, walk.chroma, count);
@@ -39,25 +44,25 @@ void ConvertPairs(Walk walk, RowKernel kernel, int pixels, int pairs) {
 }
 
 // Whole frame, packed source. The second row of a pair begins a row length after the first, the
-// next pair a row length after what was converted of the second.
-void ConvertWhole(void* dst, int dstStride, const void* src, int width, int height,
-                  RowKernel kernel, int pixelBytes) {
-    const int converted = width / kGroup * kGroup;
+// next pair a row length after what was converted of the second: a packed plane is walked by one
+// pointer that each row moves on. `dst` goes on by `dstPairStep` bytes from pair to pair.
+void ConvertWhole(void* dst, std::ptrdiff_t dstStride, std::ptrdiff_t dstPairStep, const void* src,
+                  int width, int height, RowKernel kernel) {
     if (width < kGroup || height < 2) return;
+    const std::ptrdiff_t converted = Whole(width, kGroup);
+    const std::ptrdiff_t rowBytes = width;
     const auto* luma = static_cast<const uint8_t*>(src);
-    const std::ptrdiff_t rowBytes = std::ptrdiff_t{dstStride} * pixelBytes;
-    const bool packed = dstStride == width;
-    ConvertPairs(
-        {static_cast<uint8_t*>(dst), luma, luma + static_cast<std::ptrdiff_t>(width) * height,
-         rowBytes, width, packed ? rowBytes + std::ptrdiff_t{converted} * pixelBytes : 2 * rowBytes,
-         std::ptrdiff_t{width} + converted, converted},
-        kernel, converted, height / 2);
+    ConvertPairs({static_cast<uint8_t*>(dst), luma, luma + rowBytes * height, dstStride, rowBytes,
+                  dstPairStep, rowBytes + converted, converted},
+                 kernel, converted, height / 2);
 }
 
-struct Pad {
-    int dstStride;  // pixels
-    int dstHeight;  // rows
-};
+// The same into a packed destination, walked in the same way.
+void ConvertPacked(void* dst, const void* src, int width, int height, RowKernel kernel,
+                   std::ptrdiff_t pixelBytes) {
+    ConvertWhole(dst, width * pixelBytes, (width + Whole(width, kGroup)) * pixelBytes, src, width,
+                 height, kernel);
+}
 
 // The planes at the rectangle's origin.
 struct Planes {
@@ -71,39 +76,48 @@ Planes PlanesAt(const void* srcY, const void* srcUV, int srcStride, int x, int y
             static_cast<const uint8_t*>(srcUV) + stride * (y >> 1) + x};
 }
 
-// Repeats the last of `from` pixels to `to` pixels.
-void PadRow(uint8_t* row, int from, int to) {
-    for (int i = from; i < to; ++i) std::memcpy(row + i * 4, row + (from - 1) * 4, 4);
+// At least one group and one pair of rows, whatever the size.
+int Groups(int width) {
+    return std::max(width >> 4, 1);
+}
+int Pairs(int height) {
+    return std::max(height / 2, 1);
 }
 
-void ConvertRectangle(uint8_t* dst, int dstStride, const Planes& src, int srcStride, int width,
-                      int height, const Pad* pad) {
-    const int groups = std::max(width >> 4, 1);
-    int pairs = std::max(height / 2, 1);
-    int pixels = groups * kGroup;
+void ConvertRectangle(void* dst, int dstStride, const Planes& src, int srcStride,
+                      std::ptrdiff_t pixels, int pairs) {
     const std::ptrdiff_t rowBytes = std::ptrdiff_t{dstStride} * 4;
-    if (pad != nullptr) {
-        pixels = std::min(pixels, pad->dstStride);
-        pairs = std::min(pairs, (pad->dstHeight + 1) / 2);
-        if (pixels <= 0 || pairs <= 0) return;
-    }
     const std::ptrdiff_t stride = srcStride;
-    const bool lastPairHalf = pad != nullptr && pairs * 2 > pad->dstHeight;
-    ConvertPairs({dst, src.luma, src.chroma, rowBytes, stride, 2 * rowBytes, 2 * stride, stride},
-                 posteffect::ExpandRowYuvx, pixels, lastPairHalf ? pairs - 1 : pairs);
-    if (lastPairHalf) {
-        const std::ptrdiff_t last = pairs - 1;
-        posteffect::ExpandRowYuvx(dst + last * 2 * rowBytes, src.luma + last * 2 * stride,
-                                  src.chroma + last * stride, static_cast<std::size_t>(pixels));
-    }
-    if (pad == nullptr) return;
+    ConvertPairs({static_cast<uint8_t*>(dst), src.luma, src.chroma, rowBytes, stride, 2 * rowBytes,
+                  2 * stride, stride},
+                 posteffect::ExpandRowYuvx, pixels, pairs);
+}
 
-    const int padded = pixels + std::max(pad->dstStride / kGroup - groups, 0) * kGroup;
-    const int rows = std::min(pairs * 2, pad->dstHeight);
-    for (int row = 0; row < rows; ++row) PadRow(dst + row * rowBytes, pixels, padded);
-    for (int row = rows; row < pad->dstHeight; ++row) {
-        std::memcpy(dst + row * rowBytes, dst + (row - 1) * rowBytes,
-                    static_cast<std::size_t>(rowBytes));
+// The rectangle with all groups and pairs of rows that the destination holds, and the rest of it
+// from the last of them.
+void ConvertPadded(uint8_t* dst, int dstStride, int dstHeight, const Planes& src, int srcStride,
+                   int width, int height) {
+    if (dstStride < 1 || dstHeight < 1) return;
+    const std::ptrdiff_t rowBytes = std::ptrdiff_t{dstStride} * 4;
+    const std::ptrdiff_t pixels =
+        std::min(std::ptrdiff_t{Groups(width)} * kGroup, std::ptrdiff_t{dstStride});
+    const int pairs = std::min(Pairs(height), dstHeight / 2);
+    ConvertRectangle(dst, dstStride, src, srcStride, pixels, pairs);
+    int rows = 2 * pairs;
+    if (pairs < Pairs(height) && dstHeight % 2 != 0) {  // half a pair is left
+        const std::ptrdiff_t stride = srcStride;
+        posteffect::ExpandRowYuvx(dst + rows * rowBytes, src.luma + rows * stride,
+                                  src.chroma + pairs * stride, static_cast<std::size_t>(pixels));
+        ++rows;
+    }
+    const std::ptrdiff_t padding = Whole(dstStride, kGroup) - pixels;
+    for (int row = 0; padding > 0 && row < rows; ++row) {
+        uint8_t* end = dst + row * rowBytes + pixels * 4;
+        posteffect::RepeatPixel(end, end - 4, static_cast<std::size_t>(padding));
+    }
+    for (int row = rows; row < dstHeight; ++row) {
+        uint8_t* target = dst + row * rowBytes;
+        std::memcpy(target, target - rowBytes, static_cast<std::size_t>(rowBytes));
     }
 }
 
@@ -114,34 +128,34 @@ const uint8_t* ChromaAfter(const void* src, int srcStride, int srcHeight) {
 }  // namespace
 
 void sp2yuv(void* dst, const void* src, int width, int height) {
-    ConvertWhole(dst, width, src, width, height, posteffect::ExpandRowYuv, 3);
+    ConvertPacked(dst, src, width, height, posteffect::ExpandRowYuv, 3);
 }
 
 void sp2yuvx(void* dst, const void* src, int width, int height) {
-    ConvertWhole(dst, width, src, width, height, posteffect::ExpandRowYuvx, 4);
+    ConvertPacked(dst, src, width, height, posteffect::ExpandRowYuvx, 4);
 }
 
 void sp2yuvx(void* dst, int dstStride, const void* src, int width, int height) {
-    ConvertWhole(dst, dstStride, src, width, height, posteffect::ExpandRowYuvx, 4);
+    const std::ptrdiff_t rowBytes = std::ptrdiff_t{dstStride} * 4;
+    ConvertWhole(dst, rowBytes, 2 * rowBytes, src, width, height, posteffect::ExpandRowYuvx);
 }
 
 void sp2yuvx(void* dst, const void* src, int srcStride, int srcHeight, int x, int y, int width,
              int height) {
     if (width < kWideGroup || height < 2) return;
     const Planes planes = PlanesAt(src, ChromaAfter(src, srcStride, srcHeight), srcStride, x, y);
-    const int converted = width / kWideGroup * kWideGroup;
     const std::ptrdiff_t rowBytes = std::ptrdiff_t{width} * 4;
     const std::ptrdiff_t stride = srcStride;
     ConvertPairs({static_cast<uint8_t*>(dst), planes.luma, planes.chroma, rowBytes, stride,
                   rowBytes * 2, stride * 2, stride},
-                 posteffect::ExpandRowYuvx, converted, height / 2);
+                 posteffect::ExpandRowYuvx, Whole(width, kWideGroup), height / 2);
 }
 
 void sp2yuvxs(void* dst, int dstStride, const void* src, int srcStride, int srcHeight, int x, int y,
               int width, int height) {
-    ConvertRectangle(static_cast<uint8_t*>(dst), dstStride,
+    ConvertRectangle(dst, dstStride,
                      PlanesAt(src, ChromaAfter(src, srcStride, srcHeight), srcStride, x, y),
-                     srcStride, width, height, nullptr);
+                     srcStride, std::ptrdiff_t{Groups(width)} * kGroup, Pairs(height));
 }
 
 void sp2yuvxs(void* dst, int dstStride, int dstHeight, const void* src, int srcStride,
@@ -152,7 +166,6 @@ void sp2yuvxs(void* dst, int dstStride, int dstHeight, const void* src, int srcS
 
 void sp2yuvxs(void* dst, int dstStride, int dstHeight, const void* srcY, const void* srcUV,
               int srcStride, int, int x, int y, int width, int height) {
-    const Pad pad = {dstStride, dstHeight};
-    ConvertRectangle(static_cast<uint8_t*>(dst), dstStride, PlanesAt(srcY, srcUV, srcStride, x, y),
-                     srcStride, width, height, &pad);
+    ConvertPadded(static_cast<uint8_t*>(dst), dstStride, dstHeight,
+                  PlanesAt(srcY, srcUV, srcStride, x, y), srcStride, width, height);
 }

@@ -10,14 +10,7 @@ namespace posteffect {
 
 namespace {
 
-constexpr std::size_t kPixelBytes = 4;
-
-// Pixels [from, to) of a row repeat the pixel at `source`.
-void Repeat(uint8_t* row, int64_t from, int64_t to, int64_t source) {
-    uint8_t pixel[kPixelBytes];
-    std::memcpy(pixel, row + source * 4, kPixelBytes);
-    for (int64_t i = from; i < to; ++i) std::memcpy(row + i * 4, pixel, kPixelBytes);
-}
+constexpr int64_t kPixelBytes = 4;
 
 // A row of the picture, and the chroma row that goes with it.
 struct Row {
@@ -26,7 +19,7 @@ struct Row {
     int64_t width;
 };
 
-// Column x of the picture, wherever its chroma pair lies whole.
+// Column x of the picture. A last column without a whole pair of its own takes its neighbour's.
 void StorePixel(uint8_t* pixel, const Row& row, int64_t x) {
     const uint8_t* pair = row.chroma + 2 * std::min(x / 2, row.width / 2 - 1);
     pixel[0] = row.luma[x];
@@ -35,22 +28,19 @@ void StorePixel(uint8_t* pixel, const Row& row, int64_t x) {
     pixel[3] = 255;
 }
 
-// `count` columns from x on, all inside the picture.
-void StoreInside(uint8_t* dst, const Row& row, int64_t x, int64_t count) {
-    // The kernel starts at a whole pair and ends before a column without one.
-    while (count > 0 && x % 2 != 0) {
+// Columns [x, end) of the picture, at least one.
+void StoreColumns(uint8_t* dst, const Row& row, int64_t x, int64_t end) {
+    // What lies in whole pairs goes through the kernel, at most one column on each side does not.
+    if (x % 2 != 0) {
         StorePixel(dst, row, x);
         dst += kPixelBytes;
         ++x;
-        --count;
     }
-    const int64_t whole = std::min(count, std::max<int64_t>(row.width / 2 * 2 - x, 0));
-    if (whole > 0) {
-        ExpandRowYuvx(dst, row.luma + x, row.chroma + x, static_cast<std::size_t>(whole));
+    const int64_t pairsEnd = std::min(end, row.width / 2 * 2);
+    if (x < pairsEnd) {
+        ExpandRowYuvx(dst, row.luma + x, row.chroma + x, static_cast<std::size_t>(pairsEnd - x));
     }
-    for (int64_t i = std::max<int64_t>(whole, 0); i < count; ++i) {
-        StorePixel(dst + i * 4, row, x + i);
-    }
+    if (x < end && pairsEnd < end) StorePixel(dst + (end - 1 - x) * kPixelBytes, row, end - 1);
 }
 
 }  // namespace
@@ -62,27 +52,26 @@ void ConvertSemiPlanarRect(void* dst, int dstStride, int dstHeight, const uint8_
     const int64_t columns = std::clamp(rw, 1, dstStride);
     const int64_t rows = std::clamp(rh, 1, dstHeight);
     const int64_t width = imageWidth;
-    // Columns of the rectangle that lie inside the picture: [first, end). At least one stands for
-    // those outside.
+    // Columns of the rectangle that lie inside the picture: [first, end). When none does, the
+    // picture's nearest column stands there as one.
     const int64_t first = std::clamp<int64_t>(-int64_t{rx}, 0, columns - 1);
     const int64_t end = std::clamp<int64_t>(width - rx, first + 1, columns);
     const int64_t sourceX = std::clamp<int64_t>(rx + first, 0, width - 1);
-    const int64_t lastChromaRow = imageHeight / 2 - 1;
 
-    auto* out = static_cast<uint8_t*>(dst);
-    const std::size_t rowBytes = static_cast<std::size_t>(dstStride) * kPixelBytes;
-    for (int64_t j = 0; j < rows; ++j) {
+    const int64_t rowBytes = dstStride * kPixelBytes;
+    auto* target = static_cast<uint8_t*>(dst);
+    for (int64_t j = 0; j < rows; ++j, target += rowBytes) {
         const int64_t y = std::clamp<int64_t>(ry + j, 0, imageHeight - 1);
-        const int64_t chromaRow = std::clamp<int64_t>((ry >> 1) + (j >> 1), 0, lastChromaRow);
-        uint8_t* target = out + static_cast<std::size_t>(j) * rowBytes;
+        const int64_t chromaRow = std::clamp<int64_t>((ry >> 1) + (j >> 1), 0, imageHeight / 2 - 1);
         const Row row = {luma + y * width, chroma + chromaRow * width, width};
-        StoreInside(target + first * 4, row, sourceX, std::min(end - first, width - sourceX));
-        Repeat(target, 0, first, first);
-        Repeat(target, end, dstStride, end - 1);
+        uint8_t* inside = target + first * kPixelBytes;
+        uint8_t* behind = target + end * kPixelBytes;
+        StoreColumns(inside, row, sourceX, sourceX + end - first);
+        RepeatPixel(target, inside, static_cast<std::size_t>(first));
+        RepeatPixel(behind, behind - kPixelBytes, static_cast<std::size_t>(dstStride - end));
     }
-    const uint8_t* last = out + static_cast<std::size_t>(rows - 1) * rowBytes;
-    for (int64_t j = rows; j < dstHeight; ++j) {
-        std::memcpy(out + static_cast<std::size_t>(j) * rowBytes, last, rowBytes);
+    for (int64_t j = rows; j < dstHeight; ++j, target += rowBytes) {
+        std::memcpy(target, target - rowBytes, static_cast<std::size_t>(rowBytes));
     }
 }
 

@@ -1,5 +1,6 @@
 // Row kernels of the semi-planar conversion: vectorised, dispatched to the best instruction set of
-// the machine at run time. No byte is computed, so every set gives the same bytes.
+// the machine at run time. No byte is computed, so every set gives the same bytes. Rows may lie at
+// any address; a source and a destination that overlap are not supported. Thread: any.
 #pragma once
 
 #include <cstddef>
@@ -13,5 +14,8 @@ void ExpandRowYuvx(uint8_t* dst, const uint8_t* luma, const uint8_t* chroma, std
 
 // The same to "yuv", three bytes a pixel.
 void ExpandRowYuv(uint8_t* dst, const uint8_t* luma, const uint8_t* chroma, std::size_t count);
+
+// `count` "yuvx" pixels like the one at `pixel`.
+void RepeatPixel(uint8_t* dst, const uint8_t* pixel, std::size_t count);
 
 }  // namespace posteffect

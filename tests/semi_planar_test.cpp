@@ -1,4 +1,5 @@
-// The conversion routines against a model that moves one byte at a time.
+// The conversion routines against a model that moves one byte at a time, with each instruction set
+// of this machine, between memory that cannot be touched.
 #include <gtest/gtest.h>
 #include <hwy/targets.h>
 #include <posteffect/SemiPlanar.h>
@@ -14,246 +15,299 @@
 
 namespace {
 
-using testing_support::GuardedBuffer;
+using Bytes = std::vector<uint8_t>;
 
 constexpr uint8_t kUntouched = 0xA5;
 
-// Random planes, the last byte right before memory that cannot be read.
-struct Planes {
-    Planes(int stride_, int height_, unsigned seed)
-        : stride(stride_), height(height_), buffer(size()) {
-        std::mt19937 random(seed);
-        std::generate_n(buffer.data(), size(), [&] { return static_cast<uint8_t>(random()); });
+// A buffer with a page that cannot be touched right behind its last byte or right before its first.
+class Fenced {
+  public:
+    enum Side { kBehind, kBefore };
+
+    Fenced(std::size_t size, Side side)
+        : m_buffer(side == kBehind ? size : Page() + (size + Page() - 1) / Page() * Page()),
+          m_data(m_buffer.data()) {
+        if (side == kBehind) return;
+        if (mprotect(m_data, Page(), PROT_NONE) != 0) std::abort();
+        m_data += Page();
     }
-    std::size_t size() const {
-        return static_cast<std::size_t>(stride) * static_cast<std::size_t>(height + height / 2);
+    Fenced(const Bytes& bytes, Side side) : Fenced(bytes.size(), side) {
+        std::copy(bytes.begin(), bytes.end(), m_data);
     }
-    const uint8_t* luma() const { return buffer.data(); }
-    const uint8_t* chroma() const { return buffer.data() + stride * height; }
+    uint8_t* data() const { return m_data; }
+
+  private:
+    static std::size_t Page() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
+
+    testing_support::GuardedBuffer m_buffer;
+    uint8_t* m_data;
+};
+
+// Random planes.
+struct Picture {
+    Picture(int stride_, int height_)
+        : stride(stride_),
+          height(height_),
+          luma(static_cast<std::size_t>(stride * height)),
+          chroma(static_cast<std::size_t>(stride * (height / 2))) {
+        std::mt19937 random(static_cast<unsigned>(stride * 1000 + height));
+        for (Bytes* plane : {&luma, &chroma}) {
+            std::generate(plane->begin(), plane->end(),
+                          [&] { return static_cast<uint8_t>(random()); });
+        }
+    }
+    Bytes joined() const {
+        Bytes both = luma;
+        both.insert(both.end(), chroma.begin(), chroma.end());
+        return both;
+    }
 
     int stride;
     int height;
-    GuardedBuffer buffer;
+    Bytes luma;
+    Bytes chroma;
 };
 
-// A destination of exactly so many bytes before memory that cannot be written.
-struct Target {
-    explicit Target(int bytes) : size(static_cast<std::size_t>(bytes)), buffer(size) {
-        std::memset(buffer.data(), kUntouched, size);
-    }
-    std::vector<uint8_t> bytes() const { return {buffer.data(), buffer.data() + size}; }
-
-    std::size_t size;
-    GuardedBuffer buffer;
-};
-
-// Byte by byte: `pixels` of each row of `pairs` pairs of rows, with every position explicit.
+// What a destination holds afterwards. Positions are pixels in the destination, bytes in a plane.
 struct Model {
-    std::vector<uint8_t> out;
-    int pixelBytes = 4;
+    explicit Model(int pixels, int pixelBytes_ = 4)
+        : bytes(static_cast<std::size_t>(pixels * pixelBytes_), kUntouched),
+          pixelBytes(pixelBytes_) {}
 
-    void Put(int at, const uint8_t* luma, const uint8_t* pair) {
-        uint8_t* pixel = &out[static_cast<std::size_t>(at)];
-        pixel[0] = luma[0];
-        pixel[1] = pair[0];
-        pixel[2] = pair[1];
+    void Put(int at, const Picture& picture, int lumaAt, int pairAt) {
+        uint8_t* pixel = &bytes[static_cast<std::size_t>(at * pixelBytes)];
+        pixel[0] = picture.luma[static_cast<std::size_t>(lumaAt)];
+        pixel[1] = picture.chroma[static_cast<std::size_t>(pairAt)];
+        pixel[2] = picture.chroma[static_cast<std::size_t>(pairAt + 1)];
         if (pixelBytes == 4) pixel[3] = 255;
     }
-    void Row(int at, const uint8_t* luma, const uint8_t* chroma, int pixels) {
-        for (int i = 0; i < pixels; ++i) Put(at + i * pixelBytes, luma + i, chroma + i / 2 * 2);
+    void PutRow(int at, const Picture& picture, int lumaAt, int chromaAt, int pixels) {
+        for (int i = 0; i < pixels; ++i) Put(at + i, picture, lumaAt + i, chromaAt + i / 2 * 2);
     }
+    void Repeat(int at, int from, int pixels) {
+        for (int i = 0; i < pixels * 4; ++i) {
+            bytes[static_cast<std::size_t>(at * 4 + i)] =
+                bytes[static_cast<std::size_t>(from * 4 + i)];
+        }
+    }
+
+    Bytes bytes;
+    int pixelBytes;
 };
 
-// Runs the test body once for each instruction set of this machine.
-template <typename Body>
-void ForEachTarget(Body body) {
-    for (const int64_t target : hwy::SupportedAndGeneratedTargets()) {
-        SCOPED_TRACE(hwy::TargetName(target));
-        hwy::SetSupportedTargetsForTest(target);
-        body();
+// Calls convert(destination, planes in one piece, luma plane, chroma plane).
+template <typename Convert>
+void ExpectBytes(const char* form, const Picture& picture, const Bytes& expected, Convert convert) {
+    for (const Fenced::Side side : {Fenced::kBehind, Fenced::kBefore}) {
+        const Fenced planes(picture.joined(), side);
+        const Fenced luma(picture.luma, side);
+        const Fenced chroma(picture.chroma, side);
+        const Fenced dst(expected.size(), side);
+        for (const int64_t target : hwy::SupportedAndGeneratedTargets()) {
+            hwy::SetSupportedTargetsForTest(target);
+            std::memset(dst.data(), kUntouched, expected.size());
+            convert(dst.data(), planes.data(), luma.data(), chroma.data());
+            const auto difference = std::mismatch(expected.begin(), expected.end(), dst.data());
+            EXPECT_EQ(difference.first, expected.end())
+                << form << " with " << hwy::TargetName(target) << ": first difference at byte "
+                << difference.first - expected.begin();
+        }
     }
     hwy::SetSupportedTargetsForTest(0);
 }
 
-void ExpectSame(const Target& actual, const std::vector<uint8_t>& expected, const char* form) {
-    const std::vector<uint8_t> bytes = actual.bytes();
-    const auto difference = std::mismatch(bytes.begin(), bytes.end(), expected.begin());
-    EXPECT_EQ(difference.first, bytes.end())
-        << form << ": first difference at byte " << difference.first - bytes.begin();
-}
-
-// Whole-frame forms: groups of 16; later rows of packed buffers shift by what was left out.
+// Groups of 16; in packed buffers the later rows shift by what was left out.
 void ExpectWholeFrameForms(int width, int height) {
-    const Planes src(width, height, static_cast<unsigned>(width * 100 + height));
+    const Picture picture(width, height);
     const int converted = width / 16 * 16;
     const int pairs = width >= 16 ? height / 2 : 0;
-    for (const int pixelBytes : {3, 4}) {
-        Model model{
-            std::vector<uint8_t>(static_cast<std::size_t>(width * height * pixelBytes), kUntouched),
-            pixelBytes};
-        for (int pair = 0; pair < pairs; ++pair) {
-            const int start = pair * (width + converted);
-            const uint8_t* chroma = src.chroma() + pair * converted;
-            model.Row(start * pixelBytes, src.luma() + start, chroma, converted);
-            model.Row((start + width) * pixelBytes, src.luma() + start + width, chroma, converted);
+    const auto fill = [&](Model model, int rowStep, int pairStep) {
+        for (int row = 0; row < 2 * pairs; ++row) {
+            model.PutRow(row / 2 * pairStep + row % 2 * rowStep, picture,
+                         row / 2 * (width + converted) + row % 2 * width, row / 2 * converted,
+                         converted);
         }
-        Target target(width * height * pixelBytes);
-        if (pixelBytes == 3) {
-            sp2yuv(target.buffer.data(), src.luma(), width, height);
-        } else {
-            sp2yuvx(target.buffer.data(), src.luma(), width, height);
-        }
-        ExpectSame(target, model.out, pixelBytes == 3 ? "sp2yuv" : "sp2yuvx");
+        return model.bytes;
+    };
+    ExpectBytes("sp2yuv", picture, fill(Model(width * height, 3), width, width + converted),
+                [&](void* dst, const void* src, auto...) { sp2yuv(dst, src, width, height); });
+    ExpectBytes("sp2yuvx", picture, fill(Model(width * height), width, width + converted),
+                [&](void* dst, const void* src, auto...) { sp2yuvx(dst, src, width, height); });
+    for (const int stride : {width, width + 5}) {
+        ExpectBytes(
+            "sp2yuvx with a stride", picture, fill(Model(stride * height), stride, 2 * stride),
+            [&](void* dst, const void* src, auto...) { sp2yuvx(dst, stride, src, width, height); });
     }
-
-    const int stride = width + 5;
-    Model model{std::vector<uint8_t>(static_cast<std::size_t>(stride * height * 4), kUntouched)};
-    for (int pair = 0; pair < pairs; ++pair) {
-        const int start = pair * (width + converted);
-        for (int row = 0; row < 2; ++row) {
-            model.Row((2 * pair + row) * stride * 4, src.luma() + start + row * width,
-                      src.chroma() + pair * converted, converted);
-        }
-    }
-    Target target(stride * height * 4);
-    sp2yuvx(target.buffer.data(), stride, src.luma(), width, height);
-    ExpectSame(target, model.out, "sp2yuvx with a stride");
 }
 
-// Rectangle forms at (x, y) of a wider picture.
+constexpr int kX = 6;
+constexpr int kY = 4;
+
+// `rows` rows of a rectangle at (kX, kY).
+void FillRectangle(Model& model, int dstStride, const Picture& picture, int pixels, int rows) {
+    for (int row = 0; row < rows; ++row) {
+        model.PutRow(row * dstStride, picture, (kY + row) * picture.stride + kX,
+                     (kY + row) / 2 * picture.stride + kX, pixels);
+    }
+}
+
+// Columns are padded to the groups that fit, rows to the last; nothing passes the destination.
+void ExpectPaddingForms(const Picture& picture, int dstStride, int dstHeight, int width,
+                        int height) {
+    const int pixels = std::min(std::max(width / 16, 1) * 16, dstStride);
+    const int rows = std::min(std::max(height / 2, 1) * 2, dstHeight);
+    Model model(dstStride * dstHeight);
+    FillRectangle(model, dstStride, picture, pixels, rows);
+    for (int row = 0; row < rows; ++row) {
+        for (int i = pixels; i < dstStride / 16 * 16; ++i) {
+            model.Repeat(row * dstStride + i, row * dstStride + pixels - 1, 1);
+        }
+    }
+    for (int row = rows; row < dstHeight; ++row) {
+        model.Repeat(row * dstStride, (rows - 1) * dstStride, dstStride);
+    }
+    ExpectBytes("sp2yuvxs with padding", picture, model.bytes,
+                [&](void* dst, const void* src, auto...) {
+                    sp2yuvxs(dst, dstStride, dstHeight, src, picture.stride, picture.height, kX, kY,
+                             width, height);
+                });
+    ExpectBytes("sp2yuvxs of two planes", picture, model.bytes,
+                [&](void* dst, const void*, const void* luma, const void* chroma) {
+                    sp2yuvxs(dst, dstStride, dstHeight, luma, chroma, picture.stride, -7, kX, kY,
+                             width, height);
+                });
+}
+
 void ExpectRectangleForms(int width, int height) {
-    const int x = 6;
-    const int y = 4;
-    const Planes src(x + std::max(width, 16) + 3, y + height + 3, static_cast<unsigned>(width));
-    const uint8_t* luma = src.luma() + src.stride * y + x;
-    const uint8_t* chroma = src.chroma() + src.stride * (y / 2) + x;
-    const auto fill = [&](Model& model, int dstStride, int pixels, int pairs) {
-        for (int row = 0; row < 2 * pairs; ++row) {
-            model.Row(row * dstStride * 4, luma + row * src.stride, chroma + row / 2 * src.stride,
-                      pixels);
-        }
-    };
-    {
-        Model model{std::vector<uint8_t>(static_cast<std::size_t>(width * height * 4), kUntouched)};
-        if (width >= 32 && height >= 2) fill(model, width, width / 32 * 32, height / 2);
-        Target target(width * height * 4);
-        sp2yuvx(target.buffer.data(), src.luma(), src.stride, src.height, x, y, width, height);
-        ExpectSame(target, model.out, "sp2yuvx of a rectangle");
-    }
-    const int groups = std::max(width / 16, 1);
-    const int pairs = std::max(height / 2, 1);
-    const int dstStride = groups * 16 + 37;
-    {
-        Model model{
-            std::vector<uint8_t>(static_cast<std::size_t>(dstStride * pairs * 2 * 4), kUntouched)};
-        fill(model, dstStride, groups * 16, pairs);
-        Target target(dstStride * pairs * 2 * 4);
-        sp2yuvxs(target.buffer.data(), dstStride, src.luma(), src.stride, src.height, x, y, width,
-                 height);
-        ExpectSame(target, model.out, "sp2yuvxs");
-    }
-    for (const int extraRows : {0, 3}) {
-        const int dstHeight = pairs * 2 + extraRows;
-        Model model{
-            std::vector<uint8_t>(static_cast<std::size_t>(dstStride * dstHeight * 4), kUntouched)};
-        fill(model, dstStride, groups * 16, pairs);
-        for (int row = 0; row < dstHeight; ++row) {
-            uint8_t* begin = &model.out[static_cast<std::size_t>(row * dstStride * 4)];
-            if (row >= 2 * pairs) {
-                std::memcpy(begin, begin - dstStride * 4, static_cast<std::size_t>(dstStride) * 4);
-                continue;
-            }
-            for (int i = groups * 16; i < dstStride / 16 * 16; ++i) {
-                std::memcpy(begin + i * 4, begin + (groups * 16 - 1) * 4, 4);
-            }
-        }
-        Target joined(dstStride * dstHeight * 4);
-        sp2yuvxs(joined.buffer.data(), dstStride, dstHeight, src.luma(), src.stride, src.height, x,
-                 y, width, height);
-        ExpectSame(joined, model.out, "sp2yuvxs with padding");
-        Target separate(dstStride * dstHeight * 4);
-        sp2yuvxs(separate.buffer.data(), dstStride, dstHeight, src.luma(), src.chroma(), src.stride,
-                 -7, x, y, width, height);
-        ExpectSame(separate, model.out, "sp2yuvxs of two planes");
-    }
+    const int pixels = std::max(width / 16, 1) * 16;
+    const int rows = std::max(height / 2, 1) * 2;
+    const Picture picture(kX + std::max(width, 16) + 3, kY + std::max(height, 2));
+    Model packed(width * height);
+    if (width >= 32) FillRectangle(packed, width, picture, width / 32 * 32, height / 2 * 2);
+    ExpectBytes("sp2yuvx of a rectangle", picture, packed.bytes,
+                [&](void* dst, const void* src, auto...) {
+                    sp2yuvx(dst, src, picture.stride, picture.height, kX, kY, width, height);
+                });
+    const int dstStride = pixels + 37;
+    Model strided(dstStride * rows);
+    FillRectangle(strided, dstStride, picture, pixels, rows);
+    ExpectBytes("sp2yuvxs", picture, strided.bytes, [&](void* dst, const void* src, auto...) {
+        sp2yuvxs(dst, dstStride, src, picture.stride, picture.height, kX, kY, width, height);
+    });
+    ExpectPaddingForms(picture, dstStride, rows, width, height);
+    ExpectPaddingForms(picture, dstStride, rows + 3, width, height);
 }
 
 TEST(SemiPlanar, EveryFormMovesTheBytesOfTheModelAtEveryWidth) {
-    ForEachTarget([] {
-        for (int width = 1; width <= 200; ++width) {
-            for (const int height : {1, 2, 5, 6}) {
-                SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
-                ExpectWholeFrameForms(width, height);
-                ExpectRectangleForms(width, height);
-                if (testing::Test::HasFailure()) return;
-            }
+    for (int width = 1; width <= 200 && !HasFailure(); ++width) {
+        for (const int height : {1, 2, 5, 6}) {
+            SCOPED_TRACE(testing::Message() << width << "x" << height);
+            ExpectWholeFrameForms(width, height);
+            ExpectRectangleForms(width, height);
         }
-    });
+    }
 }
 
 TEST(SemiPlanar, PaddingNeverPassesTheDestinationHoweverSmall) {
-    const Planes src(64, 16, 1);
-    for (int dstStride = 1; dstStride <= 40; ++dstStride) {
+    const Picture picture(kX + 48, kY + 8);
+    for (int dstStride = 1; dstStride <= 40 && !HasFailure(); ++dstStride) {
         for (int dstHeight = 1; dstHeight <= 5; ++dstHeight) {
-            for (const int width : {0, 1, 16, 48}) {
-                Target target(dstStride * dstHeight * 4);
-                sp2yuvxs(target.buffer.data(), dstStride, dstHeight, src.luma(), 64, 16, 0, 0,
-                         width, 7);
-                EXPECT_EQ(target.buffer.data()[0], src.luma()[0]);
+            for (const int width : {-20, 0, 1, 16, 48}) {
+                for (const int height : {-3, 0, 1, 7}) {
+                    SCOPED_TRACE(testing::Message() << width << "x" << height << " to " << dstStride
+                                                    << "x" << dstHeight);
+                    ExpectPaddingForms(picture, dstStride, dstHeight, width, height);
+                }
             }
         }
     }
 }
 
-int Clamp(int64_t value, int most) {
-    return static_cast<int>(std::clamp<int64_t>(value, 0, most));
+// One destination column or row for each of the rectangle's, then its last again.
+int Place(int origin, int offset, int size, int last) {
+    const int64_t place = int64_t{origin} + std::min(offset, std::max(size, 1) - 1);
+    return static_cast<int>(std::clamp<int64_t>(place, 0, last));
 }
 
-void ExpectRect(const Planes& src, int dstStride, int dstHeight, int rx, int ry, int rw, int rh) {
-    Model model{std::vector<uint8_t>(static_cast<std::size_t>(dstStride * dstHeight * 4))};
+void ExpectRect(const Picture& picture, int dstStride, int dstHeight, int rx, int ry, int rw,
+                int rh) {
+    SCOPED_TRACE(testing::Message()
+                 << picture.stride << "x" << picture.height << " (" << rx << ", " << ry << ", "
+                 << rw << ", " << rh << ") to " << dstStride << "x" << dstHeight);
+    Model model(dstStride * dstHeight);
     for (int row = 0; row < dstHeight; ++row) {
         for (int column = 0; column < dstStride; ++column) {
-            const int i = std::min(column, std::max(rw, 1) - 1);
-            const int j = std::min(row, std::max(rh, 1) - 1);
-            const int x = Clamp(int64_t{rx} + i, src.stride - 1);
-            const int y = Clamp(int64_t{ry} + j, src.height - 1);
-            const int chromaRow =
-                Clamp(static_cast<int64_t>(ry >> 1) + (j >> 1), src.height / 2 - 1);
-            const int pair = std::min(x / 2, src.stride / 2 - 1);
-            model.Put((row * dstStride + column) * 4, src.luma() + y * src.stride + x,
-                      src.chroma() + chromaRow * src.stride + 2 * pair);
+            const int x = Place(rx, column, rw, picture.stride - 1);
+            const int y = Place(ry, row, rh, picture.height - 1);
+            const int pair = std::min(x / 2, picture.stride / 2 - 1);
+            const int chromaRow = Place(ry >> 1, std::min(row, std::max(rh, 1) - 1) / 2, INT_MAX,
+                                        picture.height / 2 - 1);
+            model.Put(row * dstStride + column, picture, y * picture.stride + x,
+                      chromaRow * picture.stride + 2 * pair);
         }
     }
-    Target target(dstStride * dstHeight * 4);
-    posteffect::ConvertSemiPlanarRect(target.buffer.data(), dstStride, dstHeight, src.luma(),
-                                      src.chroma(), src.stride, src.height, rx, ry, rw, rh);
-    ExpectSame(target, model.out, "ConvertSemiPlanarRect");
+    ExpectBytes("ConvertSemiPlanarRect", picture, model.bytes,
+                [&](void* dst, const void*, const uint8_t* luma, const uint8_t* chroma) {
+                    posteffect::ConvertSemiPlanarRect(dst, dstStride, dstHeight, luma, chroma,
+                                                      picture.stride, picture.height, rx, ry, rw,
+                                                      rh);
+                });
 }
 
 TEST(SemiPlanar, AnyRectangleIsFilledFromTheNearestPixelsOfThePicture) {
     std::mt19937 random(11);
-    const auto below = [&](int most) {
-        return static_cast<int>(random() % static_cast<unsigned>(most));
+    const auto between = [&](int least, int most) {
+        return least + static_cast<int>(random() % static_cast<unsigned>(most - least + 1));
     };
-    for (int round = 0; round < 3000; ++round) {
-        const Planes src(2 + below(120), 2 + below(30), static_cast<unsigned>(round));
-        const int rx = below(200) - 60;
-        const int ry = below(60) - 15;
-        const int rw = below(130) - 3;
-        const int rh = below(30) - 3;
-        const int dstStride = 1 + below(140);
-        const int dstHeight = 1 + below(20);
-        SCOPED_TRACE(testing::Message()
-                     << src.stride << "x" << src.height << " (" << rx << ", " << ry << ", " << rw
-                     << ", " << rh << ") to " << dstStride << "x" << dstHeight);
-        ExpectRect(src, dstStride, dstHeight, rx, ry, rw, rh);
-        if (HasFailure()) return;
+    for (int round = 0; round < 2000 && !HasFailure(); ++round) {
+        const Picture picture(between(2, 120), between(2, 30));
+        ExpectRect(picture, between(1, 140), between(1, 20), between(-60, 140), between(-15, 45),
+                   between(-3, 130), between(-3, 30));
     }
-    const Planes src(34, 6, 5);
+    const Picture picture(34, 6);
     for (const int far : {INT_MIN, INT_MAX}) {
-        ExpectRect(src, 20, 4, far, 0, 10, 4);
-        ExpectRect(src, 20, 4, 0, far, 10, 4);
-        ExpectRect(src, 20, 4, 0, 0, far, far);
+        ExpectRect(picture, 20, 4, far, 0, 10, 4);
+        ExpectRect(picture, 20, 4, 0, far, 10, 4);
+        ExpectRect(picture, 20, 4, 0, 0, far, far);
+        ExpectRect(picture, 20, 4, far, far, far, far);
+    }
+}
+
+TEST(SemiPlanar, NothingIsTouchedWhereThereIsNothingToConvert) {
+    const Picture none(0, 0);  // planes without a byte that may be read
+    const Bytes untouched(3, kUntouched);
+    const auto expectNothing = [&](const char* form, auto convert) {
+        ExpectBytes(form, none, untouched,
+                    [&](void* dst, const void* src, const uint8_t* luma, const uint8_t* chroma) {
+                        convert(dst, src, luma, chroma);
+                    });
+    };
+    for (const auto& [width, height] : {std::pair{15, 9}, {-40, 9}, {0, 0}, {64, 1}, {64, -2}}) {
+        SCOPED_TRACE(testing::Message() << width << "x" << height);
+        const int w = width;
+        const int h = height;
+        expectNothing("whole frames", [&](void* dst, const void* src, auto...) {
+            sp2yuv(dst, src, w, h);
+            sp2yuvx(dst, src, w, h);
+            sp2yuvx(dst, 100, src, w, h);
+            sp2yuvx(dst, src, 100, 100, 0, 0, w, h);
+        });
+        expectNothing("destinations", [&](void* dst, const void* src, auto* luma, auto* chroma) {
+            for (const int stride : {-1, 0}) {
+                sp2yuvxs(dst, stride, 8, src, 64, 8, 0, 0, w, h);
+                sp2yuvxs(dst, 64, stride, src, 64, 8, 0, 0, w, h);
+                posteffect::ConvertSemiPlanarRect(dst, stride, 8, luma, chroma, 64, 8, 0, 0, w, h);
+                posteffect::ConvertSemiPlanarRect(dst, 64, stride, luma, chroma, 64, 8, 0, 0, w, h);
+            }
+        });
+    }
+    for (const auto& [width, height] : {std::pair{1, 6}, {6, 1}, {1, 1}, {0, 0}, {-2, 4}}) {
+        SCOPED_TRACE(testing::Message() << "picture of " << width << "x" << height);
+        const int w = width;
+        const int h = height;
+        expectNothing("picture", [&](void* dst, const void*, auto* luma, auto* chroma) {
+            posteffect::ConvertSemiPlanarRect(dst, 64, 8, luma, chroma, w, h, 0, 0, 4, 4);
+        });
     }
 }
 
