@@ -3,6 +3,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-find apps bench effects engine gl include platform plugins service tests \
-    \( -name '*.cpp' -o -name '*.h' \) -print0 2>/dev/null |
+find . -path ./build -prune -o -path ./.git -prune -o \
+    \( -name '*.cpp' -o -name '*.h' \) -print0 |
     xargs -0 clang-format --dry-run --Werror

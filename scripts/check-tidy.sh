@@ -7,6 +7,6 @@ build=$1
 status=0
 report=$(sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' "$build/compile_commands.json" | sort -u |
     xargs -n 4 -P "$(nproc)" clang-tidy -p "$build" --quiet \
-        --extra-arg=-Wno-unknown-warning-option 2>/dev/null) || status=1
+        --extra-arg=-Wno-unknown-warning-option --extra-arg=-Wthread-safety 2>/dev/null) || status=1
 [[ -z "$report" ]] || echo "$report"
 exit $status
