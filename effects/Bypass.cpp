@@ -31,7 +31,7 @@ constexpr GLLocation kLocations[] = {
 };
 constexpr GLProgramTable kTable = {kVertex, kFragment, kLocations, std::size(kLocations), 1};
 
-constexpr SinglePassTraits kTraits = {gLog, "bypass shader", "bypass shader", "f"};
+constexpr SinglePassTraits kTraits = {gLog, "bypass shader", "bypass shader", "f", "program"};
 
 constexpr int kHintWidth = 960;
 constexpr int kHintHeight = 544;
@@ -49,21 +49,10 @@ GLProgram* GEShaderBypass::CreateProgram() const {
 int GEShaderBypass::Init(GLTexture* src, unsigned int out, unsigned int x, unsigned int y,
                          unsigned int w, unsigned int h, unsigned char bCapture,
                          IYUVConverter* cb) {
-    LOG_INFO(gLog, "[%s] enter", "Init");
-    LOG_INFO(gLog, "[%s] ------------------------------------------------------", "Init");
-    LOG_INFO(gLog, "[%s] GEShaderBypass::Init", "Init");
-    LOG_INFO(gLog, "[%s] ------------------------------------------------------", "Init");
+    LogBanner("GEShaderBypass::Init");
     StoreInitArguments(src, out, x, y, w, h, bCapture, kHintWidth, kHintHeight);
-    if (!InitProgram(cb)) return 0;
-
-    // The texture is wider than the picture where its rows were rounded up.
-    LOG_INFO(gLog, "[%s] partial texcoord", "Init");
-    const float shown = static_cast<float>(w) / static_cast<float>(src->m_nStride);
-    m_texCoord = MakeQuadCoords(0.0F, 0.0F, shown, 1.0F);
-    for (std::size_t i = 0; i < m_texCoord.size(); i += 2) {
-        LOG_INFO(gLog, "[%s] %f:%f", "Init", static_cast<double>(m_texCoord[i]),
-                 static_cast<double>(m_texCoord[i + 1]));
-    }
+    if (!InitBase(cb) || !InitProgram()) return 0;
+    InitPartialTexCoord();
     return FinishInit();
 }
 

@@ -106,7 +106,8 @@ constexpr GLLocation kLargeLocations[] = {
 constexpr GLProgramTable kLargeTable = {kLargeVertex, kLargeFragment, kLargeLocations,
                                         std::size(kLargeLocations), 1};
 
-constexpr SinglePassTraits kTraits = {gLog, "vignette shader", "vignette large shader", nullptr};
+constexpr SinglePassTraits kTraits = {gLog, "vignette shader", "vignette large shader", nullptr,
+                                      "program"};
 
 // Half width of the edge, in picture widths: 0.40 at hardness 0, 0.03 at 100.
 float SoftnessFor(int hardness) {
@@ -136,7 +137,7 @@ int GEShaderVignette::Init(GLTexture* src, unsigned int out, unsigned int x, uns
                            IYUVConverter* cb) {
     LOG_INFO(gLog, "[%s] enter", "Init");
     StoreInitArguments(src, out, x, y, w, h, bCapture, g_Disp_Width, g_Disp_Height);
-    if (!InitProgram(cb)) return 0;
+    if (!InitBase(cb) || !InitProgram()) return 0;
     m_fCenterX = m_fCenterY = 0.5F;  // off the middle until the first parameters arrive
     m_fRadius = 0.3F;
     m_fSoftness = 0.5F;

@@ -2,7 +2,10 @@
 
 #include <posteffect/EffectCatalog.h>
 
+#include "effects/Bloom.h"
+#include "effects/Contrast.h"
 #include "effects/Vignette.h"
+#include "effects/Vintage.h"
 
 namespace {
 
@@ -15,15 +18,15 @@ GEShader* Make() {
 
 constexpr Constructor kConstructors[] = {
     nullptr,                 // 0: no effect
-    nullptr,                 // 1: vintage
+    Make<GEShaderVintage>,   // 1
     nullptr,                 // 2: depth of field
     nullptr,                 // 3: fisheye
     Make<GEShaderVignette>,  // 4
     nullptr,                 // 5: dots
-    nullptr,                 // 6: contrast
+    Make<GEShaderContrast>,  // 6
     nullptr,                 // 7: tilt-shift
     nullptr,                 // 8: mirror
-    nullptr,                 // 9: bloom
+    Make<GEShaderBloom>,     // 9
     nullptr,                 // 10: whiteboard
     nullptr,                 // 11: maple
     nullptr,                 // 12: nash

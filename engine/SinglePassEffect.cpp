@@ -9,21 +9,39 @@ SinglePassEffect::~SinglePassEffect() {
     SinglePassEffect::Deinit();
 }
 
-int SinglePassEffect::InitProgram(IYUVConverter* cb) {
-    if (!GEShader::Init(m_pSrcTexture, m_nOutput, static_cast<unsigned>(m_nX),
-                        static_cast<unsigned>(m_nY), static_cast<unsigned>(m_nW),
-                        static_cast<unsigned>(m_nH), m_bCapture ? 1 : 0, cb)) {
-        return 0;
-    }
-    LOG_INFO(log(), "[%s] Creating %s", "Init",
-             m_bCapture ? m_traits.creatingCapture : m_traits.creatingPreview);
+int SinglePassEffect::InitBase(IYUVConverter* cb) {
+    return GEShader::Init(m_pSrcTexture, m_nOutput, static_cast<unsigned>(m_nX),
+                          static_cast<unsigned>(m_nY), static_cast<unsigned>(m_nW),
+                          static_cast<unsigned>(m_nH), m_bCapture ? 1 : 0, cb);
+}
+
+int SinglePassEffect::InitProgram() {
+    const char* creating = m_bCapture ? m_traits.creatingCapture : m_traits.creatingPreview;
+    if (creating != nullptr) LOG_INFO(log(), "[%s] Creating %s", "Init", creating);
     m_pProgram = CreateProgram();
     if (!m_pProgram->Load()) {
-        LOG_ERROR(log(), "[%s] can't load program", "Init");
+        LOG_ERROR(log(), "[%s] can't load %s", "Init", m_traits.programName);
         return 0;
     }
     m_pProgram->SetTextures(0, m_pSrcTexture);
     return 1;
+}
+
+void SinglePassEffect::InitPartialTexCoord() {
+    LOG_INFO(log(), "[%s] partial texcoord", "Init");
+    const float shown = static_cast<float>(m_nW) / static_cast<float>(m_pSrcTexture->m_nStride);
+    m_texCoord = MakeQuadCoords(0.0F, 0.0F, shown, 1.0F);
+    for (std::size_t i = 0; i < m_texCoord.size(); i += 2) {
+        LOG_INFO(log(), "[%s] %f:%f", "Init", static_cast<double>(m_texCoord[i]),
+                 static_cast<double>(m_texCoord[i + 1]));
+    }
+}
+
+void SinglePassEffect::LogBanner(const char* title) const {
+    LOG_INFO(log(), "[%s] enter", "Init");
+    LOG_INFO(log(), "[%s] ------------------------------------------------------", "Init");
+    LOG_INFO(log(), "[%s] %s", "Init", title);
+    LOG_INFO(log(), "[%s] ------------------------------------------------------", "Init");
 }
 
 int SinglePassEffect::FinishInit() {

@@ -12,9 +12,10 @@ class GLProgram;
 struct SinglePassTraits {
     LogTag& log;
     const char* creatingPreview;  // "[%s] Creating <this>"
-    const char* creatingCapture;
+    const char* creatingCapture;  // null: no line
     // "[%s] <prefix>ImgWidth=..." before a capture, and a line for each block; null: neither.
     const char* sizeLinePrefix;
+    const char* programName;  // "[%s] can't load <this>"
 };
 
 class POSTEFFECT_API SinglePassEffect : public GEShader {
@@ -33,9 +34,14 @@ class POSTEFFECT_API SinglePassEffect : public GEShader {
   protected:
     explicit SinglePassEffect(const SinglePassTraits& traits) : m_traits(traits) {}
 
-    // After StoreInitArguments: the base's Init, then the program, loaded and bound to the source
-    // texture. 0 on failure.
-    int InitProgram(IYUVConverter* cb);
+    // After StoreInitArguments: the base's Init. 0 on failure.
+    int InitBase(IYUVConverter* cb);
+    // The program, loaded and bound to the source texture. 0 on failure.
+    int InitProgram();
+    // Texture coordinates that leave out what rows were rounded up by, each pair logged.
+    void InitPartialTexCoord();
+    // The lines with which most effects begin their Init.
+    void LogBanner(const char* title) const;
     // The last step of an Init.
     int FinishInit();
 

@@ -232,7 +232,8 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
         {2, "did you mean --effect?", {"photo", "in.jpg", "out.jpg", "--efect", "none"}},
         {2, "did you mean vignette?", {"photo", "in.jpg", "out.jpg", "-e", "vingette"}},
         {2, "posteffect list", {"photo", "in.jpg", "out.jpg", "-e", "A"}},
-        {2, "none or vignette", {"photo", "in.jpg", "out.jpg", "-e", "bloom"}},
+        {2, "contrast or bloom", {"photo", "in.jpg", "out.jpg", "-e", "sketch"}},
+        {2, "did you mean sepia?", {"photo", "in.jpg", "out.jpg", "-e", "vintage", "--look=sepa"}},
         {2, "it takes no options", {"photo", "in.jpg", "out.jpg", none, "--radius=.2"}},
         {2, "whole picture", {"photo", "in.jpg", "out.jpg", none, "--crop=0,0,.5,.5"}},
         {2, "0..100", {"photo", "in.jpg", "out.jpg", vignette, "--strength=101"}},
@@ -315,8 +316,8 @@ TEST_F(Command, HelpListAndVersionSucceedOnStandardOutput) {
         for (const auto& option : effect["options"]) {
             const auto& value = option["default"];
             arguments.push_back("--" + option["name"].get<std::string>());
-            arguments.push_back(value.is_array() ? value[0].dump() + "," + value[1].dump()
-                                                 : value.dump());
+            const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+            arguments.push_back(value.is_array() ? value[0].dump() + "," + value[1].dump() : text);
         }
         EXPECT_EQ(filtered(arguments).width, 8);
     }

@@ -1,6 +1,5 @@
 // Effects driven directly, against a model of their maths on the CPU.
 #include <gmock/gmock.h>
-#include <gralloc_priv.h>
 #include <gtest/gtest.h>
 #include <posteffect/EffectCatalog.h>
 #include <ui/GraphicBuffer.h>
@@ -10,12 +9,11 @@
 #include "effects/Bypass.h"
 #include "effects/Vignette.h"
 #include "engine/GEManager.h"
-#include "engine/SemiPlanarRect.h"
-#include "gl/CacheMaintenance.h"
 #include "gl/DebugOutput.h"
 #include "gl/GECommon.h"
 #include "gl/GLTexture.h"
 #include "tests/support/CaptureImage.h"
+#include "tests/support/EffectRunner.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PictureModel.h"
 
@@ -23,53 +21,20 @@ namespace {
 
 using testing::ElementsAre;
 using testing_support::ApplyModel;
+using testing_support::Capture;
 using testing_support::CaptureImage;
 using testing_support::Compare;
 using testing_support::Difference;
+using testing_support::InitEffect;
 using testing_support::LogCapture;
-using testing_support::PixelEffect;
+using testing_support::Preview;
 using testing_support::Rgb;
+using testing_support::Source;
 using testing_support::VignetteModel;
-
-LogTag gTestLog("Test");
 
 Rgb Identity(const Rgb& color, double, double) {
     return color;
 }
-
-// A source texture over a graphics buffer, fed from a picture as the service feeds it.
-class Source : public IYUVConverter {
-  public:
-    Source(const CaptureImage& image, int blockWidth, int blockHeight)
-        : m_image(image),
-          m_buffer(new android::GraphicBuffer(RoundUp32(static_cast<unsigned>(blockWidth)),
-                                              static_cast<unsigned>(blockHeight), 1, 0x130)) {
-        EXPECT_TRUE(m_texture.Init(m_buffer->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE,
-                                   static_cast<unsigned>(blockWidth),
-                                   static_cast<unsigned>(blockHeight)));
-        m_texture.SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-        m_texture.SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    }
-
-    int convertRect(void* dst, int dstStride, int dstHeight, int rx, int ry, int rw,
-                    int rh) override {
-        posteffect::ConvertSemiPlanarRect(dst, dstStride, dstHeight, m_image.data(),
-                                          m_image.data() + m_image.chromaOffset(), m_image.width(),
-                                          m_image.height(), rx, ry, rw, rh);
-        CleanCache(gTestLog, m_buffer.get());
-        return 1;
-    }
-    void FillWhole() {
-        convertRect(m_texture.GetSTDataBuf(), static_cast<int>(m_texture.GetStride()),
-                    static_cast<int>(m_texture.m_nHeight), 0, 0, m_image.width(), m_image.height());
-    }
-    GLTexture* texture() { return &m_texture; }
-
-  private:
-    const CaptureImage& m_image;
-    android::sp<android::GraphicBuffer> m_buffer;
-    GLTexture m_texture;
-};
 
 class Effects : public testing::Test {
   protected:
@@ -79,35 +44,6 @@ class Effects : public testing::Test {
     void TearDown() override {
         EXPECT_EQ(ReportedGLErrors(), 0U);
         EXPECT_TRUE(CheckGLError("TearDown", "a test"));
-    }
-
-    static int Init(GEShader& effect, Source& source, bool capture) {
-        const GLTexture* texture = source.texture();
-        return effect.Init(source.texture(), 0, 0, 0, texture->m_nWidth, texture->m_nHeight,
-                           capture ? 1 : 0, &source);
-    }
-    template <typename Effect, typename Prepare>
-    static CaptureImage Preview(const CaptureImage& image, Prepare prepare) {
-        Source source(image, image.width(), image.height());
-        source.FillWhole();
-        Effect effect;
-        EXPECT_TRUE(Init(effect, source, false));
-        prepare(effect);
-        EXPECT_TRUE(effect.ProcFrame(0U, 0U, 0, 0));
-        CaptureImage result(image.width(), image.height());
-        effect.MemcpyYUV(result.data(), result.data() + result.chromaOffset());
-        return result;
-    }
-    template <typename Effect, typename Prepare>
-    static CaptureImage Capture(const CaptureImage& image, int blockWidth, int blockHeight,
-                                Prepare prepare) {
-        Source source(image, blockWidth, blockHeight);
-        Effect effect;
-        EXPECT_TRUE(Init(effect, source, true));
-        prepare(effect);
-        CaptureImage result(image.width(), image.height());
-        EXPECT_TRUE(effect.ProcFrame(nullptr, result.data(), image.width(), image.height()));
-        return result;
     }
 
     GEManager m_manager;
@@ -295,7 +231,7 @@ TEST_F(Effects, OperationsInTheWrongModeOrBeforeInitAreRefusedByName) {
     EXPECT_EQ(raw.SetParam(0, 0, 0, 0, 0), 0);
     EXPECT_EQ(raw.ProcFrame(nullptr, out, 64, 32), 0);
     EXPECT_EQ(raw.Deinit(), 1);
-    ASSERT_TRUE(Init(preview, source, false));
+    ASSERT_TRUE(InitEffect(preview, source, false));
     ASSERT_TRUE(capture.Init(source.texture(), 0, 0, 0, 64, 32, 1, nullptr));
     EXPECT_EQ(preview.ProcFrame(nullptr, out, 64, 32), 0);
     EXPECT_EQ(capture.ProcFrame(0U, 0U, 0, 0), 0);

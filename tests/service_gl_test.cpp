@@ -113,7 +113,7 @@ TEST(Service, AnswersEveryCallInEveryStateWithAStatusAndLeavesFramesAlone) {
     EXPECT_EQ(service->setParameters(android::String8(";;=;GPU-effect;=4;x")), 0);
     EXPECT_EQ(service->handleCapture(64, 48, -1, image.data(), 0, uv), 0);
 
-    EXPECT_EQ(service->setParameters(android::String8("GPU-effect=1")), 0);
+    EXPECT_EQ(service->setParameters(android::String8("GPU-effect=2")), 0);
     EXPECT_EQ(service->handlePreview(-1, image.data(), 0), 2) << "an effect that is not there";
     EXPECT_EQ(service->handleCapture(64, 48, -1, image.data(), 0, uv), 3);
 

@@ -36,6 +36,13 @@ nlohmann::ordered_json OptionJson(const EffectOption& option) {
     const bool point = option.target == OptionTarget::kCenter;
     nlohmann::ordered_json json;
     json["name"] = option.name;
+    if (option.choices) {
+        json["type"] = "choice";
+        json["choices"] = Choices(option);
+        json["default"] = DefaultText(option);
+        json["help"] = option.help;
+        return json;
+    }
     json["type"] = point ? "point" : "number";
     json["minimum"] = option.minimum;
     json["maximum"] = option.maximum;

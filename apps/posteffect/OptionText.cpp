@@ -1,14 +1,16 @@
 #include "apps/posteffect/OptionText.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <optional>
-#include <vector>
+#include <sstream>
 
 #include "apps/posteffect/Failure.h"
+#include "apps/posteffect/NearestName.h"
 
 namespace posteffect {
 namespace {
@@ -46,6 +48,18 @@ bool IsPoint(const EffectOption& option) {
     return option.target == OptionTarget::kCenter;
 }
 
+OptionValue ParseChoice(const EffectOption& option, const std::string& text) {
+    const std::vector<std::string> choices = Choices(option);
+    const auto found = std::find(choices.begin(), choices.end(), text);
+    if (found == choices.end()) {
+        const std::string nearest = NearestName(text, choices);
+        throw WrongValue(
+            option.name, text,
+            JoinNames(choices, "or") + (nearest.empty() ? "" : ": did you mean " + nearest + "?"));
+    }
+    return {static_cast<double>(found - choices.begin()), 0.0};
+}
+
 }  // namespace
 
 std::string ValueName(const EffectOption& option) {
@@ -53,17 +67,27 @@ std::string ValueName(const EffectOption& option) {
     return {static_cast<char>(std::toupper(static_cast<unsigned char>(option.name[0])))};
 }
 
+std::vector<std::string> Choices(const EffectOption& option) {
+    std::vector<std::string> choices;
+    std::istringstream names(option.choices ? option.choices : "");
+    for (std::string name; std::getline(names, name, '|');) choices.push_back(name);
+    return choices;
+}
+
 std::string RangeText(const EffectOption& option) {
+    if (option.choices) return option.choices;
     return NumberText(option.minimum) + ".." + NumberText(option.maximum) +
            (IsPoint(option) ? " each" : "");
 }
 
 std::string DefaultText(const EffectOption& option) {
+    if (option.choices) return Choices(option)[static_cast<std::size_t>(option.defaultValue)];
     const std::string text = NumberText(option.defaultValue);
     return IsPoint(option) ? text + "," + text : text;
 }
 
 OptionValue ParseOptionValue(const EffectOption& option, const std::string& text) {
+    if (option.choices) return ParseChoice(option, text);
     const std::size_t count = IsPoint(option) ? 2 : 1;
     const auto numbers = ParseNumbers<double>(text, ',');
     bool valid = numbers && numbers->size() == count;

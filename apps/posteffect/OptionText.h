@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "apps/common/EffectParameters.h"
 #include "apps/posteffect/Geometry.h"
@@ -11,7 +12,10 @@ namespace posteffect {
 // What stands for an option's value in help texts: "X,Y" for points, else the name's first letter.
 std::string ValueName(const EffectOption& option);
 
-// "0..1", "0..1 each".
+// The names of a choice in the order of their values; none for numbers and points.
+std::vector<std::string> Choices(const EffectOption& option);
+
+// "0..1", "0..1 each", "cross|cold".
 std::string RangeText(const EffectOption& option);
 
 // The option's default as one would type it.

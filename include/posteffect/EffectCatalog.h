@@ -20,13 +20,15 @@ enum class OptionTarget {
 };
 
 struct EffectOption {
-    const char* name;  // "center" is --center
-    OptionTarget target;
-    double minimum;
-    double maximum;
-    double defaultValue;  // for a point: of both coordinates
-    const char* unit;
-    const char* help;
+    const char* name = "";  // "center" is --center
+    OptionTarget target = OptionTarget::kGroup0First;
+    double minimum = 0.0;
+    double maximum = 0.0;
+    double defaultValue = 0.0;  // for a point: of both coordinates
+    const char* unit = "";
+    const char* help = "";
+    // Names for the values 0, 1, 2 ..., joined by '|', which people type instead of numbers.
+    const char* choices = nullptr;
 };
 
 struct EffectOptions {
@@ -60,6 +62,11 @@ inline constexpr EffectOption kVignetteOptions[] = {
      "hardness of the edge: 0 fades slowly, 100 cuts"},
 };
 
+inline constexpr EffectOption kVintageOptions[] = {
+    {"look", OptionTarget::kGroup0First, 0.0, 3.0, 0.0, "name",
+     "the tones; sepia leaves the corners bright", "cross|cold|warm|sepia"},
+};
+
 inline constexpr int kEffectBypass = 0;
 inline constexpr int kEffectVignette = 4;
 inline constexpr int kEffectMirror = 8;
@@ -70,7 +77,8 @@ inline constexpr std::size_t kEffectCount = 19;
 inline constexpr std::array<EffectInfo, kEffectCount> kEffects = {{
     {0, '0', "None", "none", "Bypass", true, false, {},
      "leaves the picture as it is"},
-    {1, '1', "Vintage", "vintage", "Vintage", false, false, {},
+    {1, '1', "Vintage", "vintage", "Vintage", true, false,
+     {kVintageOptions, std::size(kVintageOptions)},
      "old-photograph tones and dark corners"},
     {2, '2', "Depth of field", "dof", "DoF", false, true, {},
      "sharp around a point, blurred beyond"},
@@ -81,13 +89,13 @@ inline constexpr std::array<EffectInfo, kEffectCount> kEffects = {{
      "darkens everything beyond a circle"},
     {5, '5', "Dots", "dots", "DOTS", false, true, {},
      "halftone dots"},
-    {6, '6', "Contrast", "contrast", "Contrast", false, false, {},
+    {6, '6', "Contrast", "contrast", "Contrast", true, false, {},
      "hard black and white"},
     {7, '7', "Tilt-shift", "tilt-shift", "TS", false, false, {},
      "a sharp band, blurred above and below"},
     {8, '8', "Mirror", "mirror", "Mirror", false, false, {},
      "folds one half onto the other"},
-    {9, '9', "Bloom", "bloom", "Bloom", false, false, {},
+    {9, '9', "Bloom", "bloom", "Bloom", true, false, {},
      "glowing highlights"},
     {10, 'B', "Whiteboard", "whiteboard", "Whiteboard", false, true, {},
      "readable pages and boards"},

@@ -1,0 +1,80 @@
+// Drives effects directly, fed from pictures as the service feeds them.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <ui/GraphicBuffer.h>
+
+#include "engine/GEShader.h"
+#include "engine/SemiPlanarRect.h"
+#include "gl/CacheMaintenance.h"
+#include "gl/GECommon.h"
+#include "gl/GLTexture.h"
+#include "tests/support/CaptureImage.h"
+
+namespace testing_support {
+
+// A source texture over a graphics buffer, fed from a picture as the service feeds it.
+class Source : public IYUVConverter {
+  public:
+    Source(const CaptureImage& image, int blockWidth, int blockHeight)
+        : m_image(image),
+          m_buffer(new android::GraphicBuffer(RoundUp32(static_cast<unsigned>(blockWidth)),
+                                              static_cast<unsigned>(blockHeight), 1, 0x130)) {
+        EXPECT_TRUE(m_texture.Init(m_buffer->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE,
+                                   static_cast<unsigned>(blockWidth),
+                                   static_cast<unsigned>(blockHeight)));
+        m_texture.SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+        m_texture.SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    }
+
+    int convertRect(void* dst, int dstStride, int dstHeight, int rx, int ry, int rw,
+                    int rh) override {
+        posteffect::ConvertSemiPlanarRect(dst, dstStride, dstHeight, m_image.data(),
+                                          m_image.data() + m_image.chromaOffset(), m_image.width(),
+                                          m_image.height(), rx, ry, rw, rh);
+        CleanCache(m_log, m_buffer.get());
+        return 1;
+    }
+    void FillWhole() {
+        convertRect(m_texture.GetSTDataBuf(), static_cast<int>(m_texture.GetStride()),
+                    static_cast<int>(m_texture.m_nHeight), 0, 0, m_image.width(), m_image.height());
+    }
+    GLTexture* texture() { return &m_texture; }
+
+  private:
+    LogTag m_log{"Test"};
+    const CaptureImage& m_image;
+    android::sp<android::GraphicBuffer> m_buffer;
+    GLTexture m_texture;
+};
+
+inline int InitEffect(GEShader& effect, Source& source, bool capture) {
+    const GLTexture* texture = source.texture();
+    return effect.Init(source.texture(), 0, 0, 0, texture->m_nWidth, texture->m_nHeight,
+                       capture ? 1 : 0, &source);
+}
+// Both return the picture after the effect; `prepare` sets parameters and crop.
+template <typename Effect, typename Prepare>
+CaptureImage Preview(const CaptureImage& image, Prepare prepare) {
+    Source source(image, image.width(), image.height());
+    source.FillWhole();
+    Effect effect;
+    EXPECT_TRUE(InitEffect(effect, source, false));
+    prepare(effect);
+    EXPECT_TRUE(effect.ProcFrame(0U, 0U, 0, 0));
+    CaptureImage result(image.width(), image.height());
+    effect.MemcpyYUV(result.data(), result.data() + result.chromaOffset());
+    return result;
+}
+template <typename Effect, typename Prepare>
+CaptureImage Capture(const CaptureImage& image, int blockWidth, int blockHeight, Prepare prepare) {
+    Source source(image, blockWidth, blockHeight);
+    Effect effect;
+    EXPECT_TRUE(InitEffect(effect, source, true));
+    prepare(effect);
+    CaptureImage result(image.width(), image.height());
+    EXPECT_TRUE(effect.ProcFrame(nullptr, result.data(), image.width(), image.height()));
+    return result;
+}
+
+}  // namespace testing_support
