@@ -2,7 +2,7 @@
 .PHONY: demo test bench install clean
 
 demo:
-	scripts/install-packages.sh
+	scripts/install-packages.sh demo
 	scripts/demo.sh
 
 test:

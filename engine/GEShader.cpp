@@ -28,6 +28,20 @@ void* GetDataBuf(GLTexture* texture) {
     return texture->GetSTDataBuf();
 }
 
+void LogPlace(LogTag& log, const CaptureBlock& block, int imgW, int imgH) {
+    LOG_INFO(log,
+             "[%s] m_uStartX=%u, m_uStartY=%u, m_uRgnW=%u, m_uRgnH=%u, nImgWidth=%.1f, "
+             "nImgHeight=%.1f",
+             "ProcFrame", static_cast<unsigned>(block.output.x),
+             static_cast<unsigned>(block.output.y), static_cast<unsigned>(block.output.w),
+             static_cast<unsigned>(block.output.h), static_cast<double>(imgW),
+             static_cast<double>(imgH));
+    const QuadCoords& place = block.globalQuad;
+    LOG_INFO(log, "[%s] [%.4f:%.4f] to [%.4f:%.4f]", "ProcFrame", static_cast<double>(place[2]),
+             static_cast<double>(place[3]), static_cast<double>(place[6]),
+             static_cast<double>(place[7]));
+}
+
 // Shrinks a span that starts at `a` in one range and `b` in another to what both hold.
 void ClipSpan(int& a, int& b, int& length, int limitA, int limitB) {
     const int before = std::max({0, -a, -b});
@@ -154,14 +168,14 @@ CaptureGeometry GEShader::captureGeometry(int imgW, int imgH) const {
 }
 
 int GEShader::RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, int imgW, int imgH,
-                        bool logRuns) {
+                        BlockTrace trace) {
     if (plan.blockCount() <= 0 || out == nullptr) return 0;
     void* pixels = GetDataBuf(m_pSrcTexture);
     if (pixels == nullptr) return 0;
     unsigned char* outUV = out + static_cast<std::size_t>(imgW) * static_cast<std::size_t>(imgH);
     m_nMaxRun = plan.blockCount();
     for (m_nRun = 0; m_nRun < m_nMaxRun; ++m_nRun) {
-        if (logRuns) {
+        if (trace != kTraceNothing) {
             LOG_INFO(log, ">> run %d ===================================================", m_nRun);
         }
         const CaptureBlock block = plan.block(m_nRun);
@@ -171,6 +185,7 @@ int GEShader::RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, 
         m_nBlockH = m_nH = block.output.h;
         m_texCoord = block.textureQuad;
         m_globalCoord = block.globalQuad;
+        if (trace == kTraceRunsAndPlaces) LogPlace(log, block, imgW, imgH);
         m_pCallback->convertRect(pixels, static_cast<int>(m_pSrcTexture->GetStride()),
                                  static_cast<int>(m_pSrcTexture->m_nHeight), block.source.x,
                                  block.source.y, block.source.w, block.source.h);

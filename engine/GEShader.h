@@ -79,12 +79,15 @@ class POSTEFFECT_API GEShader {
                             unsigned int w, unsigned int h, unsigned char bCapture, int hintWidth,
                             int hintHeight);
 
+    // What a capture logs of each block.
+    enum BlockTrace { kTraceNothing, kTraceRuns, kTraceRunsAndPlaces };
+
     // The conditions for a capture ProcFrame, each with its message under `log`.
     bool ReadyForCapture(LogTag& log) const;
     // Takes the source texture through every block of `plan`: fetches, draws (ProcBlock), copies to
-    // `out`. `logRuns` traces each block. 0 when the plan has no blocks.
+    // `out`. 0 when the plan has no blocks.
     int RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, int imgW, int imgH,
-                  bool logRuns);
+                  BlockTrace trace);
     CaptureGeometry captureGeometry(int imgW, int imgH) const;
 
     GLTexture* m_pSrcTexture = nullptr;

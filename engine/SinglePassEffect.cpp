@@ -105,7 +105,11 @@ int SinglePassEffect::ProcFrame(unsigned char*, unsigned char* out, int imgW, in
                  "ProcFrame", prefix, imgW, prefix, imgH, geometry.blockWidth, geometry.blockHeight,
                  plan->blockCount());
     }
-    return RunBlocks(log(), *plan, out, imgW, imgH, m_traits.sizeLinePrefix != nullptr);
+    BlockTrace trace = kTraceNothing;
+    if (m_traits.sizeLinePrefix != nullptr) {
+        trace = m_traits.tracesPlaces ? kTraceRunsAndPlaces : kTraceRuns;
+    }
+    return RunBlocks(log(), *plan, out, imgW, imgH, trace);
 }
 
 int SinglePassEffect::SetCrop(int, int, int, int) {

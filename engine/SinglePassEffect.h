@@ -11,11 +11,12 @@ class GLProgram;
 // What the shared flow logs for an effect.
 struct SinglePassTraits {
     LogTag& log;
-    const char* creatingPreview;  // "[%s] Creating <this>"
-    const char* creatingCapture;  // null: no line
+    const char* creatingPreview = nullptr;  // "[%s] Creating <this>"
+    const char* creatingCapture = nullptr;  // null: no line
     // "[%s] <prefix>ImgWidth=..." before a capture, and a line for each block; null: neither.
-    const char* sizeLinePrefix;
-    const char* programName;  // "[%s] can't load <this>"
+    const char* sizeLinePrefix = nullptr;
+    const char* programName;    // "[%s] can't load <this>"
+    bool tracesPlaces = false;  // beside each block's line, its place in the image
 };
 
 class POSTEFFECT_API SinglePassEffect : public GEShader {

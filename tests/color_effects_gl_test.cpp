@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -14,7 +15,11 @@
 
 #include "effects/Bloom.h"
 #include "effects/Contrast.h"
+#include "effects/SplitToning.h"
+#include "effects/Stylize.h"
+#include "effects/TwoToneMask.h"
 #include "effects/Vintage.h"
+#include "effects/Whiteboard.h"
 #include "engine/GEManager.h"
 #include "gl/DebugOutput.h"
 #include "gl/GECommon.h"
@@ -115,6 +120,102 @@ Rgb BloomModel(const Rgb& c, double, double) {
     return {c[0] * gain, c[1] * gain, c[2] * gain};
 }
 
+struct Yuv {
+    double y, v, u;
+};
+
+// Back through the shaders' matrix.
+Yuv ToYuv(const Rgb& c) {
+    constexpr double kRed = 0.714 / 1.402;
+    constexpr double kBlue = 0.344 / 1.772;
+    const double y = (c[1] + kRed * c[0] + kBlue * c[2]) / (1.0 + kRed + kBlue);
+    return {y, (c[0] - y) / 1.402 + 0.5, (c[2] - y) / 1.772 + 0.5};
+}
+
+Rgb ToRgb(const Yuv& c) {
+    return {c.y + 1.402 * (c.v - 0.5), c.y - 0.714 * (c.v - 0.5) - 0.344 * (c.u - 0.5),
+            c.y + 1.772 * (c.u - 0.5)};
+}
+
+// Luma range, then two rows of the contrast ramp: red of the first, green of the second.
+struct Grading {
+    double clip[4];
+    double rows[2];
+
+    double operator()(double luma, const LookUp& ramp) const {
+        luma = std::clamp(luma - clip[0], 0.0, clip[1] - clip[0]) * (clip[3] - clip[2]) /
+                   (clip[1] - clip[0]) +
+               clip[2];
+        luma = ramp.At(luma, rows[0], 2);
+        return ramp.At(luma, rows[1], 1);
+    }
+};
+
+PixelEffect StylizeModel(const Grading& grading, double row) {
+    return [=, ramp = LookUp("stylizeContrastRamp.bmp"), colors = LookUp("stylizeColorRamp.bmp")](
+               const Rgb& in, double, double) {
+        Yuv c = ToYuv(in);
+        c.y = grading(c.y, ramp);
+        const Rgb rgb = Clamped(ToRgb(c));
+        return Rgb{colors.At(rgb[0], row, 2), colors.At(rgb[1], row, 1), colors.At(rgb[2], row, 0)};
+    };
+}
+
+PixelEffect TwoToneModel(const Grading& grading, double dimmed, const char* mask, bool turned) {
+    return [=, ramp = LookUp("stylizeContrastRamp.bmp"), mask = LookUp(mask)](const Rgb& in,
+                                                                              double s, double t) {
+        Yuv c = ToYuv(in);
+        c.y = grading(c.y, ramp);
+        Rgb rgb = ToRgb(c);
+        for (int i = 0; i < 3; ++i) {
+            const double light = turned ? mask.At(t, s, i) : mask.At(s, t, i);
+            rgb[static_cast<std::size_t>(i)] *= std::min(light * dimmed, 1.0);
+        }
+        return rgb;
+    };
+}
+
+// `tone` changes the chroma of a graded pixel.
+template <typename Tone>
+PixelEffect SplitToningModel(const Grading& grading, const char* mask, Tone tone) {
+    return [=, ramp = LookUp("stylizeContrastRamp.bmp"), mask = LookUp(mask)](const Rgb& in,
+                                                                              double s, double t) {
+        Yuv c = ToYuv(in);
+        c.y = grading(c.y, ramp);
+        tone(c);
+        Rgb rgb = ToRgb(c);
+        for (double& channel : rgb) channel *= mask.At(s, t, 0);
+        return rgb;
+    };
+}
+
+PixelEffect WhiteboardModel(const CaptureImage& image) {
+    return [&image, curve = LookUp("ContrastCurveSet.bmp")](const Rgb& in, double s, double t) {
+        const auto luma = [&](int x, int y) {
+            return image.luma(std::clamp(x, 0, image.width() - 1),
+                              std::clamp(y, 0, image.height() - 1)) /
+                   255.0;
+        };
+        const int x = static_cast<int>(s * image.width());
+        const int y = static_cast<int>(t * image.height());
+        Yuv c = ToYuv(in);
+        c.y = 1.3 * luma(x, y) - 0.075 * (luma(x - 1, y - 1) + luma(x + 1, y - 1) +
+                                          luma(x - 1, y + 1) + luma(x + 1, y + 1));
+        Rgb rgb = ToRgb(c);
+        for (double& channel : rgb) {
+            channel = curve.At(std::pow(std::max(channel, 0.0), 0.7), 0.5, 2);
+        }
+        const double whiteness = 0.299 * rgb[0] + 0.587 * rgb[1] + 0.114 * rgb[2];
+        constexpr double kCaps[] = {0.96, 0.965, 0.95};
+        for (std::size_t i = 0; i < 3; ++i) {
+            const double lifted =
+                std::min(rgb[i] * (1.0 + 0.3 * std::max(whiteness - 0.2, 0.0)), kCaps[i]);
+            rgb[i] = 0.4 * rgb[i] + 0.6 * lifted;
+        }
+        return rgb;
+    };
+}
+
 class ColorEffects : public testing::Test {
   protected:
     void SetUp() override {
@@ -207,6 +308,95 @@ TEST_F(ColorEffects, BloomBrightensByItsOwnLuma) {
     });
 }
 
+TEST_F(ColorEffects, NashAndMapleGradeLumaAndMapEachChannel) {
+    const PixelEffect nash = StylizeModel({{0.0, 1.0, 0.117, 1.0}, {0.6, 0.6}}, 0.9);
+    ExpectFollowsModel<GEShaderStylizeNash>(nash, nash, [](GEShader& effect) {
+        EXPECT_EQ(effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F), 0) << "an odd answer, kept";
+        EXPECT_EQ(effect.SetParam(0, 17, 0, 0, 0), 1);
+    });
+    const PixelEffect maple = StylizeModel({{0.0, 0.859, 0.0976, 1.0}, {0.6, 0.5}}, 0.5);
+    ExpectFollowsModel<GEShaderStylizeMaple>(
+        maple, maple, [](GEShader& effect) { EXPECT_EQ(effect.SetParam(0, 17, 0, 0, 0), 1); });
+}
+
+TEST_F(ColorEffects, TwoTonesRunDownOrAcrossTheWholeImage) {
+    const PixelEffect v =
+        TwoToneModel({{0.0, 1.0, 0.0, 1.0}, {0.7, 0.6}}, 0.85, "twoToneMaskV.bmp", false);
+    ExpectFollowsModel<GEShaderTwoToneMaskV>(v, v, [](GEShader&) {});
+    const PixelEffect h =
+        TwoToneModel({{0.0, 1.0, 0.0, 1.0}, {1.0, 0.8}}, 0.7, "twoToneMaskH.bmp", true);
+    ExpectFollowsModel<GEShaderTwoToneMaskH>(h, h, [](GEShader&) {});
+}
+
+TEST_F(ColorEffects, SplitToningTonesShadowsAndHighlightsApart) {
+    for (const int place : {0, 37, 100}) {
+        SCOPED_TRACE(place);
+        const auto key = GEShaderSplitToningCM::TonesAt(place);
+        const std::array<double, 4> tones = {double{key[0]}, double{key[1]}, double{key[2]},
+                                             double{key[3]}};
+        const auto tone = [tones](Yuv& c) {
+            const double bright = std::pow(c.y, 0.6);
+            c.u = tones[2] + (tones[0] - tones[2]) * bright;
+            c.v = tones[3] + (tones[1] - tones[3]) * bright;
+        };
+        const Grading grading = {{0.0, 1.0, 0.0, 1.0}, {0.8, 0.7}};
+        const PixelEffect wide = SplitToningModel(grading, "mask_vignette_wide.bmp", tone);
+        const PixelEffect legacy = SplitToningModel(grading, "mask_vignette_legacy.bmp", tone);
+        // 352 x 208 is near enough to 5:3 here.
+        CaptureImage image(352, 208);
+        image.FillNatural(4);
+        const auto prepare = [place](GEShader& effect) {
+            effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F);
+            EXPECT_EQ(effect.SetParam(0, place, 0, 0, 0), 1);
+            EXPECT_EQ(effect.SetParam(1, 50, 0, 0, 0), 1) << "another group changes nothing";
+        };
+        ExpectAgrees(Preview<GEShaderSplitToningCM>(image, prepare), ApplyModel(image, wide));
+        CaptureImage tall(320, 240);
+        tall.FillNatural(4);
+        ExpectAgrees(Preview<GEShaderSplitToningCM>(tall, prepare), ApplyModel(tall, legacy));
+        ExpectAgrees(Capture<GEShaderSplitToningCM>(tall, 80, 60, prepare),
+                     ApplyModel(tall, legacy));
+    }
+    const PixelEffect sc =
+        SplitToningModel({{0.0, 1.0, 0.0, 1.0}, {0.6, 0.8}}, "mask_vignette_wide.bmp", [](Yuv& c) {
+            const double shift = 0.4 * (c.y - 0.5);
+            c.v = 0.5 * (c.v - 0.5 + shift) + 0.5;
+            c.u = 0.5 * (c.u - 0.5 - shift) + 0.5;
+        });
+    ExpectFollowsModel<GEShaderSplitToningSC>(sc, sc, [](GEShader&) {});
+}
+
+TEST_F(ColorEffects, TheTonesOfARampHavePlateausAndContinueOutside) {
+    const auto at = GEShaderSplitToningCM::TonesAt;
+    EXPECT_EQ(at(24), at(25));
+    EXPECT_EQ(at(49), at(50));
+    EXPECT_EQ(at(74), at(75));
+    EXPECT_EQ(at(99), at(100));
+    EXPECT_FLOAT_EQ(at(0)[2], 0.705F);
+    EXPECT_FLOAT_EQ(at(37)[0], 0.409F + 0.5F * (0.354F - 0.409F));
+    EXPECT_FLOAT_EQ(at(100)[3], 0.75F);
+    EXPECT_FLOAT_EQ(at(-12)[0], 0.455F - 0.5F * (0.409F - 0.455F));
+    EXPECT_EQ(at(110), at(85)) << "on the last segment by the remainder";
+    EXPECT_EQ(at(130), at(5)) << "on the first segment by the remainder";
+}
+
+TEST_F(ColorEffects, WhiteboardSharpensLiftsAndCaps) {
+    CaptureImage image(320, 192);
+    image.FillNatural(4);
+    const auto prepare = [](GEShader& effect) {
+        effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F);
+        EXPECT_EQ(effect.SetParam(0, 50, 0, 0, 0), 0);
+    };
+    const CaptureImage expected = ApplyModel(image, WhiteboardModel(image));
+    ExpectAgrees(Preview<GEShaderWhiteboard>(image, prepare), expected);
+    ExpectAgrees(Capture<GEShaderWhiteboard>(image, 320, 192, prepare), expected);
+    // A saturated blue has a red far below zero.
+    CaptureImage blue(64, 64);
+    blue.FillFlat(29, 107, 255);
+    const CaptureImage result = Preview<GEShaderWhiteboard>(blue, prepare);
+    for (int x = 0; x < 64; ++x) EXPECT_LT(result.luma(x, 20), 60) << "a white speck";
+}
+
 // A root with look-up files of the test's own.
 class OwnFiles {
   public:
@@ -261,6 +451,14 @@ TEST_F(ColorEffects, AMissingFileFailsTheEffectWithItsMessageAndTheNextOneWorks)
         {"mask_vignette_legacy.bmp", 1, "[Init] can't load warm tex"},
         {"CurveCross.bmp", 6, "[Init] can't load cross tex"},
         {"mask_vignette_legacy.bmp", 6, "[Init] can't load warm tex"},
+        {"ContrastCurveSet.bmp", 10, "[Init] can't load contrast curve tex"},
+        {"stylizeColorRamp.bmp", 11, "[Init] \t\tcan't load LUT tex"},
+        {"stylizeContrastRamp.bmp", 12, "[Init] \t\tcan't load contrast tex"},
+        {"twoToneMaskV.bmp", 13, "[Init] \t\tcan't load Mask tex"},
+        {"twoToneMaskH.bmp", 14, "[Init] \t\tcan't load Mask tex"},
+        {"mask_vignette_legacy.bmp", 15, "[Init] can't load vignette tex"},
+        {"stylizeContrastRamp.bmp", 15, "[Init] can't load contrast tex"},
+        {"mask_vignette_wide.bmp", 16, "[Init] \t\tcan't load LUT tex"},
     };
     CaptureImage image(64, 64);
     Source source(image, 64, 64);
@@ -287,8 +485,8 @@ TEST_F(ColorEffects, SwitchingThroughAllOfThemLeaksNothing) {
     const android::sp<android::GraphicBuffer> buffer(new android::GraphicBuffer(64, 64, 1, 0x130));
     ASSERT_TRUE(m_manager.Init(buffer->getNativeBuffer(), 64, 64, 0, 0, 0, 64, 64, &source));
     int live = 0;
-    for (int round = 0; round < 20; ++round) {
-        for (const unsigned effect : {1U, 4U, 6U, 9U}) {
+    for (int round = 0; round < 200; ++round) {
+        for (const unsigned effect : {1U, 4U, 6U, 9U, 10U, 11U, 12U, 13U, 14U, 15U, 16U}) {
             ASSERT_TRUE(m_manager.ChooseEffect(effect, 0));
             EXPECT_TRUE(m_manager.ProcFrame(0U, 0U, 0, 0));
         }

@@ -232,7 +232,7 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
         {2, "did you mean --effect?", {"photo", "in.jpg", "out.jpg", "--efect", "none"}},
         {2, "did you mean vignette?", {"photo", "in.jpg", "out.jpg", "-e", "vingette"}},
         {2, "posteffect list", {"photo", "in.jpg", "out.jpg", "-e", "A"}},
-        {2, "contrast or bloom", {"photo", "in.jpg", "out.jpg", "-e", "sketch"}},
+        {2, "or split-toning-color", {"photo", "in.jpg", "out.jpg", "-e", "sketch"}},
         {2, "did you mean sepia?", {"photo", "in.jpg", "out.jpg", "-e", "vintage", "--look=sepa"}},
         {2, "it takes no options", {"photo", "in.jpg", "out.jpg", none, "--radius=.2"}},
         {2, "whole picture", {"photo", "in.jpg", "out.jpg", none, "--crop=0,0,.5,.5"}},

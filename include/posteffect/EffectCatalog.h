@@ -67,6 +67,11 @@ inline constexpr EffectOption kVintageOptions[] = {
      "the tones; sepia leaves the corners bright", "cross|cold|warm|sepia"},
 };
 
+inline constexpr EffectOption kSplitToningOptions[] = {
+    {"tone", OptionTarget::kGroup0First, 0.0, 100.0, 50.0, "0..100",
+     "the tones, along a ramp: shadows are blue at 0, green at 50, red at 100"},
+};
+
 inline constexpr int kEffectBypass = 0;
 inline constexpr int kEffectVignette = 4;
 inline constexpr int kEffectMirror = 8;
@@ -97,19 +102,20 @@ inline constexpr std::array<EffectInfo, kEffectCount> kEffects = {{
      "folds one half onto the other"},
     {9, '9', "Bloom", "bloom", "Bloom", true, false, {},
      "glowing highlights"},
-    {10, 'B', "Whiteboard", "whiteboard", "Whiteboard", false, true, {},
+    {10, 'B', "Whiteboard", "whiteboard", "Whiteboard", true, true, {},
      "readable pages and boards"},
-    {11, 'C', "Maple", "maple", "Stylized_Maple", false, false, {},
+    {11, 'C', "Maple", "maple", "Stylized_Maple", true, false, {},
      "a warm colour mood"},
-    {12, 'D', "Nash", "nash", "Stylized_Nash", false, true, {},
-     "a cool colour mood"},
-    {13, 'E', "Two-tone vertical", "two-tone-v", "TwoToneMask_V", false, false, {},
+    {12, 'D', "Nash", "nash", "Stylized_Nash", true, true, {},
+     "a pastel colour mood"},
+    {13, 'E', "Two-tone vertical", "two-tone-v", "TwoToneMask_V", true, false, {},
      "two tones, top to bottom"},
-    {14, 'F', "Two-tone horizontal", "two-tone-h", "TwoToneMask_H", false, false, {},
+    {14, 'F', "Two-tone horizontal", "two-tone-h", "TwoToneMask_H", true, false, {},
      "two tones, left to right"},
-    {15, 'G', "Split toning", "split-toning", "SplitToning_Mono", false, true, {},
+    {15, 'G', "Split toning", "split-toning", "SplitToning_Mono", true, true,
+     {kSplitToningOptions, std::size(kSplitToningOptions)},
      "toned black and white"},
-    {16, 'H', "Split toning colour", "split-toning-color", "SplitToning_Color", false, false, {},
+    {16, 'H', "Split toning colour", "split-toning-color", "SplitToning_Color", true, false, {},
      "toned shadows and highlights"},
     {17, 'I', "Sketch", "sketch", "Sketch", false, true, {},
      "pencil lines on paper"},

@@ -1,9 +1,9 @@
-#include <system/graphics.h>
 #include <ui/GraphicBuffer.h>
 
 #include <cerrno>
 #include <limits>
 
+#include "platform/linux/PixelBytes.h"
 #include "platform/linux/SharedMemory.h"
 
 namespace android {
@@ -11,19 +11,6 @@ namespace android {
 namespace {
 
 constexpr uint32_t kMaxSide = 32768;
-
-std::size_t BytesPerPixel(int format) {
-    switch (format) {
-        case HAL_PIXEL_FORMAT_RGBA_8888:
-            return 4;
-        case HAL_PIXEL_FORMAT_RGB_888:
-            return 3;
-        case HAL_PIXEL_FORMAT_RGB_565:
-            return 2;
-        default:
-            return 0;
-    }
-}
 
 }  // namespace
 
@@ -43,7 +30,7 @@ GraphicBuffer::GraphicBuffer(uint32_t width, uint32_t height, int format, uint32
                 static_cast<int>(usage),
                 &m_handle},
                this} {
-    const std::size_t size = std::size_t{width} * height * BytesPerPixel(format);
+    const std::size_t size = std::size_t{width} * height * platform::BytesPerPixel(format);
     if (width > kMaxSide || height > kMaxSide || size == 0) return;
     if (size > static_cast<std::size_t>(std::numeric_limits<int>::max())) return;
     const platform::SharedMemory memory = platform::AllocateShared("GraphicBuffer", size);

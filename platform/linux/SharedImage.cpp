@@ -8,6 +8,8 @@
 #include <memory>
 #include <vector>
 
+#include "platform/linux/PixelBytes.h"
+
 namespace platform {
 
 namespace {
@@ -29,6 +31,16 @@ const PixelLayout* LayoutOf(int halFormat) {
         if (layout.halFormat == halFormat) return &layout;
     }
     return nullptr;
+}
+
+// Whether the buffer's memory is there and as long as its rows say: GL reads and writes all of it.
+bool HasAllItsRows(const ANativeWindowBuffer& buffer) {
+    const private_handle_t* handle = buffer.handle;
+    if (handle == nullptr || handle->base == nullptr || handle->size < 0) return false;
+    if (buffer.stride <= 0 || buffer.height <= 0) return false;
+    const std::size_t pixels =
+        static_cast<std::size_t>(buffer.stride) * static_cast<std::size_t>(buffer.height);
+    return pixels <= static_cast<std::size_t>(handle->size) / BytesPerPixel(buffer.format);
 }
 
 GLuint Bound(GLenum query) {
@@ -79,6 +91,9 @@ class ImageStorage {
         return m_buffer->handle->base == base && m_buffer->handle->fd == fd;
     }
     GLuint texture() const { return m_texture; }
+    // The texture has other storage now, or none.
+    void ForgetTexture() { m_texture = 0; }
+    bool isTarget() const { return m_isTarget; }
     void NoteTarget() { m_isTarget = true; }
 
   protected:
@@ -110,6 +125,8 @@ class CopiedStorage : public ImageStorage {
     }
 
     int Synchronize() override {
+        // Binding the name of a deleted texture would make a new one of it.
+        if (glIsTexture(m_texture) == GL_FALSE) ForgetTexture();
         if (m_texture == 0) return 0;
         const StateKeeper keeper;
         return m_isTarget ? ReadBack() : Upload();
@@ -171,15 +188,15 @@ auto Find(const void* image) {
 
 }  // namespace
 
-EGLImageKHR EGLAPIENTRY CreateSharedImage(EGLDisplay, EGLContext, EGLenum target,
+EGLImageKHR EGLAPIENTRY CreateSharedImage(EGLDisplay display, EGLContext context, EGLenum target,
                                           EGLClientBuffer buffer, const EGLint*) {
     auto* native = static_cast<ANativeWindowBuffer*>(buffer);
-    if (target != EGL_NATIVE_BUFFER_ANDROID || native == nullptr || native->handle == nullptr ||
-        native->handle->base == nullptr) {
+    if (display == EGL_NO_DISPLAY || context != EGL_NO_CONTEXT ||
+        target != EGL_NATIVE_BUFFER_ANDROID || native == nullptr) {
         return EGL_NO_IMAGE_KHR;
     }
     const PixelLayout* layout = LayoutOf(native->format);
-    if (layout == nullptr) return EGL_NO_IMAGE_KHR;
+    if (layout == nullptr || !HasAllItsRows(*native)) return EGL_NO_IMAGE_KHR;
     gImages.push_back(std::make_unique<CopiedStorage>(native, *layout));
     return gImages.back().get();
 }
@@ -194,7 +211,11 @@ EGLBoolean EGLAPIENTRY DestroySharedImage(EGLDisplay, EGLImageKHR image) {
 void GL_APIENTRY BindSharedImage(GLenum target, GLeglImageOES image) {
     const auto found = Find(image);
     if (target != GL_TEXTURE_2D || found == gImages.end()) return;
-    (*found)->Bind(Bound(GL_TEXTURE_BINDING_2D));
+    const GLuint texture = Bound(GL_TEXTURE_BINDING_2D);
+    for (const auto& storage : gImages) {
+        if (storage->texture() == texture) storage->ForgetTexture();
+    }
+    (*found)->Bind(texture);
 }
 
 void NoteSharedImageTarget(GLuint texture) {
@@ -205,8 +226,12 @@ void NoteSharedImageTarget(GLuint texture) {
 
 int SynchronizeSharedImage(const void* base, int fd) {
     int result = 0;
-    for (const auto& image : gImages) {
-        if (image->Holds(base, fd) && image->Synchronize() != 0) result = -1;
+    // What the GPU drew first, so that other textures of the same buffer get it at once.
+    for (const bool targets : {true, false}) {
+        for (const auto& image : gImages) {
+            if (image->isTarget() != targets || !image->Holds(base, fd)) continue;
+            if (image->Synchronize() != 0) result = -1;
+        }
     }
     return result;
 }

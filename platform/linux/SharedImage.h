@@ -15,11 +15,15 @@
 namespace platform {
 
 // As eglCreateImageKHR for EGL_NATIVE_BUFFER_ANDROID; the image holds a reference on the buffer.
+// EGL_NO_IMAGE_KHR, without an EGL error, for anything that is no graphics buffer with memory for
+// all its rows.
 EGLImageKHR EGLAPIENTRY CreateSharedImage(EGLDisplay display, EGLContext context, EGLenum target,
                                           EGLClientBuffer buffer, const EGLint* attributes);
 EGLBoolean EGLAPIENTRY DestroySharedImage(EGLDisplay display, EGLImageKHR image);
 // As glEGLImageTargetTexture2DOES: gives the bound texture storage of the buffer's allocated size
-// and its present content. Unknown images are passed over.
+// and its present content. An image has one texture, the last, and a texture one image. Unknown
+// images are passed over. Destroy the image before its texture, or at least before the texture's
+// name can be used again.
 void GL_APIENTRY BindSharedImage(GLenum target, GLeglImageOES image);
 
 void NoteSharedImageTarget(GLuint texture);

@@ -47,7 +47,8 @@ class sp {
         return *this;
     }
     sp& operator=(sp&& other) noexcept {
-        std::swap(m_object, other.m_object);
+        sp moved(std::move(other));
+        swap(moved);
         return *this;
     }
     sp& operator=(T* object) { return *this = sp(object); }

@@ -1,0 +1,95 @@
+// What the graded looks share: luma is stretched, bent by two rows of the contrast ramp and turned
+// to colours, with a second look-up texture to colour or darken them. Sampler slots: 0 source, 1
+// the look's own texture, 2 contrast ramp.
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "engine/SinglePassEffect.h"
+#include "gl/GLTableProgram.h"
+#include "gl/GLTexture.h"
+
+inline constexpr unsigned kLookSlot = 1;
+inline constexpr unsigned kContrastSlot = 2;
+
+// Fragment stage: luma mapped from [clip.x, clip.y] to [clip.z, clip.w], then through the contrast
+// ramp's rows control.x (stored red) and control.y (green).
+#define GRADED_LUMA                                                                          \
+    "uniform sampler2D g_sContrastTexture;\n"                                                \
+    "uniform vec4 g_fvClipping;\n"                                                           \
+    "uniform vec4 g_fvController;\n"                                                         \
+    "float gradedLuma(float luma) {\n"                                                       \
+    "  float inside = clamp(luma - g_fvClipping.x, 0.0, g_fvClipping.y - g_fvClipping.x);\n" \
+    "  luma = inside * (g_fvClipping.w - g_fvClipping.z) /\n"                                \
+    "      (g_fvClipping.y - g_fvClipping.x) + g_fvClipping.z;\n"                            \
+    "  luma = texture2D(g_sContrastTexture, vec2(luma, g_fvController.x)).z;\n"              \
+    "  return texture2D(g_sContrastTexture, vec2(luma, g_fvController.y)).y;\n"              \
+    "}\n"
+
+// Vertex stages of these looks.
+#define RAMP_VERTEX                     \
+    "attribute vec4 g_vVertex;\n"       \
+    "attribute vec2 a_textureCoord;\n"  \
+    "varying vec2 g_vTexCoord;\n"       \
+    "void main() {\n"                   \
+    "  gl_Position = g_vVertex;\n"      \
+    "  g_vTexCoord = a_textureCoord;\n" \
+    "}\n"
+#define RAMP_LARGE_VERTEX                      \
+    "attribute vec4 g_vVertex;\n"              \
+    "attribute vec2 a_textureCoord;\n"         \
+    "attribute vec2 a_globalTexCoord;\n"       \
+    "varying vec2 g_vTexCoord;\n"              \
+    "varying vec2 v_globalTexCoord;\n"         \
+    "void main() {\n"                          \
+    "  gl_Position = g_vVertex;\n"             \
+    "  g_vTexCoord = a_textureCoord;\n"        \
+    "  v_globalTexCoord = a_globalTexCoord;\n" \
+    "}\n"
+
+enum RampUniform : unsigned { kClip, kControl };
+
+// A look in numbers and names.
+struct RampLook {
+    const char* title;  // of the banner; null: no banner
+    const char* file;   // of the look's own texture, in the system's media folder
+    unsigned format;
+    const char* fileFailed;      // "[%s] <this>"
+    const char* contrastFailed;  // "[%s] <this>"
+    std::array<float, 4> clip;
+    std::array<float, 4> control;
+    bool logsScreenRatio;
+};
+
+class POSTEFFECT_API RampEffect : public SinglePassEffect {
+  public:
+    ~RampEffect() override;
+
+    int Init(GLTexture* src, unsigned int out, unsigned int x, unsigned int y, unsigned int w,
+             unsigned int h, unsigned char bCapture, IYUVConverter* cb) override;
+    int Deinit() override;
+    // Group 0 keeps a strength that no pass reads.
+    int SetParam(unsigned int index, int a, int b, int c, int d) override;
+
+  protected:
+    RampEffect(const SinglePassTraits& traits, const RampLook& look)
+        : SinglePassEffect(traits), m_look(look) {}
+
+    void SetUniforms(GLProgram& program) override;
+    // The size that an Init stores as its hint.
+    virtual void StoreHints();
+    // The look's own texture, without messages; null on failure.
+    virtual GLTexture* LoadLook();
+    // How a whole frame's texture coordinates are set up.
+    virtual void InitTexCoord() { InitPartialTexCoord(); }
+
+    const RampLook& look() const { return m_look; }
+
+  private:
+    const RampLook& m_look;
+    float m_fStrength = 0.0F;
+    float m_fScreenRatio = 1.0F;
+    std::unique_ptr<GLTexture> m_lookTexture;
+    std::unique_ptr<GLTexture> m_contrast;
+};
