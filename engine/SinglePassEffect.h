@@ -15,8 +15,8 @@ struct SinglePassTraits {
     const char* creatingCapture = nullptr;  // null: no line
     // "[%s] <prefix>ImgWidth=..." before a capture, and a line for each block; null: neither.
     const char* sizeLinePrefix = nullptr;
-    const char* programName;    // "[%s] can't load <this>"
-    bool tracesPlaces = false;  // beside each block's line, its place in the image
+    const char* programName = "program";  // "[%s] can't load <this>"
+    bool tracesPlaces = false;            // beside each block's line, its place in the image
 };
 
 class POSTEFFECT_API SinglePassEffect : public GEShader {
