@@ -1,5 +1,6 @@
 #include "effects/Bloom.h"
 
+#include "engine/CommonLocations.h"
 #include "engine/ShaderTexts.h"
 
 namespace {
@@ -42,13 +43,7 @@ constexpr char kFragment[] = R"glsl(
 )glsl";
 
 constexpr GLLocation kLargeLocations[] = {
-    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    {GLLocation::kAttribute, "a_globalTexCoord", 0, "ATTRIB_GLOBAL_TEX_COORD"},
-    {GLLocation::kSampler, "s_texture0", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",
-     "SAMPLER_INPUT_TEX"},
-    {GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot,
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
+    kVertexCoordRow, kTextureCoordRow, kGlobalCoordRow, kInputRow, kColorMatrixRow,
 };
 constexpr GLLocation kLocations[] = {kLargeLocations[0], kLargeLocations[1], kLargeLocations[3],
                                      kLargeLocations[4]};

@@ -1,5 +1,6 @@
 #include "effects/Bypass.h"
 
+#include "engine/CommonLocations.h"
 #include "engine/ShaderTexts.h"
 #include "gl/GLTexture.h"
 
@@ -22,12 +23,10 @@ constexpr char kFragment[] = R"glsl(
 )glsl";
 
 constexpr GLLocation kLocations[] = {
-    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    {GLLocation::kSampler, "s_texture0", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",
-     "SAMPLER_INPUT_TEX"},
-    {GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot,
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
+    kVertexCoordRow,
+    kTextureCoordRow,
+    kInputRow,
+    kColorMatrixRow,
 };
 constexpr GLProgramTable kTable = {kVertex, kFragment, kLocations, std::size(kLocations), 1};
 

@@ -6,19 +6,6 @@ namespace {
 
 LogTag gLog("GEShaderContrast");
 
-constexpr char kVertex[] = R"glsl(
-  attribute vec4 a_vertexCoord;
-  attribute vec2 a_textureCoord;
-  varying vec4 v_vertexCoord;
-  varying vec2 v_textureCoord;
-
-  void main() {
-    gl_Position = a_vertexCoord;
-    v_vertexCoord = a_vertexCoord;
-    v_textureCoord = a_textureCoord;
-  }
-)glsl";
-
 constexpr char kLargeVertex[] = LARGE_VERTEX("v_textureCoord");
 
 // Curves each channel and mixes the grey of them, darkened by the mask at `place`. Red and blue are
@@ -45,19 +32,11 @@ constexpr char kLargeFragment[] =
     "varying highp vec2 v_globalTexCoord;\n" CONTRAST_MAIN("v_globalTexCoord");
 
 constexpr GLLocation kLargeLocations[] = {
-    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    {GLLocation::kSampler, "s_texture0", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",
-     "SAMPLER_INPUT_TEX"},
-    {GLLocation::kSampler, "s_vignette", kVignetteSlot, "m_nSamplerLoc[SAMPLER_VIGNETTE]",
-     "SAMPLER_VIGNETTE"},
-    {GLLocation::kSampler, "s_curve", kCurveSlot, "m_nSamplerLoc[SAMPLER_CURVE]", "SAMPLER_CURVE"},
-    {GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot,
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
-    {GLLocation::kAttribute, "a_globalTexCoord", 0, "ATTRIB_GLOBAL_TEX_COORD"},
+    kVertexCoordRow, kTextureCoordRow, kInputRow,       kVignetteRow,
+    kCurveRow,       kColorMatrixRow,  kGlobalCoordRow,
 };
 // Preview frames have no place in a larger image.
-constexpr GLProgramTable kTable = {kVertex, kFragment, kLargeLocations,
+constexpr GLProgramTable kTable = {kCurveVertex, kFragment, kLargeLocations,
                                    std::size(kLargeLocations) - 1, 3};
 constexpr GLProgramTable kLargeTable = {kLargeVertex, kLargeFragment, kLargeLocations,
                                         std::size(kLargeLocations), 3};

@@ -4,12 +4,32 @@
 
 #include <memory>
 
+#include "engine/CommonLocations.h"
 #include "engine/SinglePassEffect.h"
 #include "gl/GLTableProgram.h"
 #include "gl/GLTexture.h"
 
 inline constexpr unsigned kCurveSlot = 1;
 inline constexpr unsigned kVignetteSlot = 2;
+
+// Vertex stage of the preview programs.
+inline constexpr char kCurveVertex[] = R"glsl(
+  attribute vec4 a_vertexCoord;
+  attribute vec2 a_textureCoord;
+  varying vec4 v_vertexCoord;
+  varying vec2 v_textureCoord;
+
+  void main() {
+    gl_Position = a_vertexCoord;
+    v_vertexCoord = a_vertexCoord;
+    v_textureCoord = a_textureCoord;
+  }
+)glsl";
+
+inline constexpr GLLocation kVignetteRow = {GLLocation::kSampler, "s_vignette", kVignetteSlot,
+                                            "m_nSamplerLoc[SAMPLER_VIGNETTE]", "SAMPLER_VIGNETTE"};
+inline constexpr GLLocation kCurveRow = {GLLocation::kSampler, "s_curve", kCurveSlot,
+                                         "m_nSamplerLoc[SAMPLER_CURVE]", "SAMPLER_CURVE"};
 
 class POSTEFFECT_API CurveEffect : public SinglePassEffect {
   public:

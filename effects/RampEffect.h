@@ -6,6 +6,7 @@
 #include <array>
 #include <memory>
 
+#include "engine/CommonLocations.h"
 #include "engine/SinglePassEffect.h"
 #include "gl/GLTableProgram.h"
 #include "gl/GLTexture.h"
@@ -49,6 +50,21 @@ inline constexpr unsigned kContrastSlot = 2;
     "}\n"
 
 enum RampUniform : unsigned { kClip, kControl };
+
+inline constexpr GLLocation kRampVertexRow = {GLLocation::kVertexCoord, "g_vVertex", 0,
+                                              "m_nVerCoordLoc"};
+inline constexpr GLLocation kRampInputRow = {GLLocation::kSampler, "g_sImageTexture", 0,
+                                             "m_nSamplerLoc[SAMPLER_INPUT_TEX]",
+                                             "SAMPLER_INPUT_TEX"};
+inline constexpr GLLocation kRampMaskRow = {GLLocation::kSampler, "g_sMaskTexture", kLookSlot,
+                                            "m_nSamplerLoc[SAMPLER_TEX_MASK]", "SAMPLER_TEX_MASK"};
+inline constexpr GLLocation kContrastRow = {GLLocation::kSampler, "g_sContrastTexture",
+                                            kContrastSlot, "m_nSamplerLoc[SAMPLER_TEX_CONTRAST]",
+                                            "SAMPLER_TEX_CONTRAST"};
+inline constexpr GLLocation kClipRow = {GLLocation::kUniform, "g_fvClipping", kClip,
+                                        "m_pnUniLoc[UNIFORM_CLIP]", "UNIFORM_CLIP"};
+inline constexpr GLLocation kControlRow = {GLLocation::kUniform, "g_fvController", kControl,
+                                           "m_pnUniLoc[UNIFORM_CONTROL]", "UNIFORM_CONTROL"};
 
 // A look in numbers and names.
 struct RampLook {

@@ -57,53 +57,30 @@ constexpr char kSCLargeFragment[] =
 
 enum Uniform : unsigned { kSplitTones = 2, kCrop, kWidthCompensate };
 
-#define SPLIT_TONING_ATTRIBUTES                                          \
-    {GLLocation::kVertexCoord, "g_vVertex", 0, "m_nVerCoordLoc"}, {      \
-        GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc" \
-    }
-#define SPLIT_TONING_PLACE \
-    { GLLocation::kAttribute, "a_globalTexCoord", 0, "ATTRIB_GLOBAL_TEX_COORD" }
-#define SPLIT_TONING_SHARED                                                                        \
-    {GLLocation::kSampler, "g_sImageTexture", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",               \
-     "SAMPLER_INPUT_TEX"},                                                                         \
-        {GLLocation::kSampler, "g_sMaskTexture", kLookSlot, "m_nSamplerLoc[SAMPLER_TEX_MASK]",     \
-         "SAMPLER_TEX_MASK"},                                                                      \
-        {GLLocation::kSampler, "g_sContrastTexture", kContrastSlot,                                \
-         "m_nSamplerLoc[SAMPLER_TEX_CONTRAST]", "SAMPLER_TEX_CONTRAST"},                           \
-        {GLLocation::kUniform, "g_fvClipping", kClip, "m_pnUniLoc[UNIFORM_CLIP]", "UNIFORM_CLIP"}, \
-    {                                                                                              \
-        GLLocation::kUniform, "g_fvController", kControl, "m_pnUniLoc[UNIFORM_CONTROL]",           \
-            "UNIFORM_CONTROL"                                                                      \
-    }
-#define SPLIT_TONING_TONES                                                                      \
-    {                                                                                           \
-        GLLocation::kUniform, "g_fvSplitTones", kSplitTones, "m_pnUniLoc[UNIFORM_SPLIT_TONES]", \
-            "UNIFORM_SPLIT_TONES"                                                               \
-    }
-#define SPLIT_TONING_MATRIX                                          \
-    {                                                                \
-        GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot, \
-            "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"                     \
-    }
+constexpr GLLocation kTonesRow = {GLLocation::kUniform, "g_fvSplitTones", kSplitTones,
+                                  "m_pnUniLoc[UNIFORM_SPLIT_TONES]", "UNIFORM_SPLIT_TONES"};
 
-// SC declares the tones without reading them, so they have no location there.
 constexpr GLLocation kCMLocations[] = {
-    SPLIT_TONING_ATTRIBUTES,
-    SPLIT_TONING_SHARED,
-    SPLIT_TONING_TONES,
-    {GLLocation::kUniform, "u_crop", kCrop, "m_nUniformLoc[UNIFORM_CROP]"},
-    {GLLocation::kUniform, "u_widthcomp", kWidthCompensate,
-     "m_nUniformLoc[UNIFORM_WIDTH_COMPENSATE]"},
-    SPLIT_TONING_MATRIX,
+    kRampVertexRow,  kTextureCoordRow,
+    kRampInputRow,   kRampMaskRow,
+    kContrastRow,    kClipRow,
+    kControlRow,     kTonesRow,
+    CropRow(kCrop),  WidthCompensateRow(kWidthCompensate),
+    kColorMatrixRow,
 };
 constexpr GLLocation kCMLargeLocations[] = {
-    SPLIT_TONING_ATTRIBUTES, SPLIT_TONING_PLACE,  SPLIT_TONING_SHARED,
-    SPLIT_TONING_TONES,      SPLIT_TONING_MATRIX,
+    kRampVertexRow, kTextureCoordRow, kGlobalCoordRow, kRampInputRow, kRampMaskRow,
+    kContrastRow,   kClipRow,         kControlRow,     kTonesRow,     kColorMatrixRow,
 };
-constexpr GLLocation kSCLocations[] = {SPLIT_TONING_ATTRIBUTES, SPLIT_TONING_SHARED,
-                                       SPLIT_TONING_MATRIX};
-constexpr GLLocation kSCLargeLocations[] = {SPLIT_TONING_ATTRIBUTES, SPLIT_TONING_PLACE,
-                                            SPLIT_TONING_SHARED, SPLIT_TONING_MATRIX};
+// SC declares the tones without reading them, so they have no location there.
+constexpr GLLocation kSCLocations[] = {
+    kRampVertexRow, kTextureCoordRow, kRampInputRow, kRampMaskRow,
+    kContrastRow,   kClipRow,         kControlRow,   kColorMatrixRow,
+};
+constexpr GLLocation kSCLargeLocations[] = {
+    kRampVertexRow, kTextureCoordRow, kGlobalCoordRow, kRampInputRow,   kRampMaskRow,
+    kContrastRow,   kClipRow,         kControlRow,     kColorMatrixRow,
+};
 
 constexpr GLProgramTable kCMTable = {kVertex, kCMFragment, kCMLocations, std::size(kCMLocations),
                                      3};

@@ -32,20 +32,16 @@ constexpr char kFragment[] = "precision highp float;\n" GRADED_LUMA
 constexpr int kTint = 2;
 
 constexpr GLLocation kLocations[] = {
-    {GLLocation::kVertexCoord, "g_vVertex", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    {GLLocation::kSampler, "g_sImageTexture", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",
-     "SAMPLER_INPUT_TEX"},
+    kRampVertexRow,
+    kTextureCoordRow,
+    kRampInputRow,
     {GLLocation::kSampler, "g_sLUTTexture", kLookSlot, "m_nSamplerLoc[SAMPLER_TEX_LUT]",
      "SAMPLER_TEX_LUT"},
-    {GLLocation::kSampler, "g_sContrastTexture", kContrastSlot,
-     "m_nSamplerLoc[SAMPLER_TEX_CONTRAST]", "SAMPLER_TEX_CONTRAST"},
-    {GLLocation::kUniform, "g_fvClipping", kClip, "m_pnUniLoc[UNIFORM_CLIP]", "UNIFORM_CLIP"},
-    {GLLocation::kUniform, "g_fvController", kControl, "m_pnUniLoc[UNIFORM_CONTROL]",
-     "UNIFORM_CONTROL"},
+    kContrastRow,
+    kClipRow,
+    kControlRow,
     {GLLocation::kUniform, "g_fvTintColor", kTint, "m_pnUniLoc[UNIFORM_TINT]", "UNIFORM_TINT"},
-    {GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot,
-     "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},
+    kColorMatrixRow,
 };
 constexpr GLProgramTable kTable = {kVertex, kFragment, kLocations, std::size(kLocations), 3};
 

@@ -33,31 +33,13 @@ constexpr char kHFragment[] = TWO_TONE_FRAGMENT("g_vTexCoord.yx");
 constexpr char kHLargeFragment[] =
     "varying highp vec2 v_globalTexCoord;\n" TWO_TONE_FRAGMENT("v_globalTexCoord.yx");
 
-#define TWO_TONE_LOCATIONS                                                                         \
-    {GLLocation::kSampler, "g_sImageTexture", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",               \
-     "SAMPLER_INPUT_TEX"},                                                                         \
-        {GLLocation::kSampler, "g_sMaskTexture", kLookSlot, "m_nSamplerLoc[SAMPLER_TEX_MASK]",     \
-         "SAMPLER_TEX_MASK"},                                                                      \
-        {GLLocation::kSampler, "g_sContrastTexture", kContrastSlot,                                \
-         "m_nSamplerLoc[SAMPLER_TEX_CONTRAST]", "SAMPLER_TEX_CONTRAST"},                           \
-        {GLLocation::kUniform, "g_fvClipping", kClip, "m_pnUniLoc[UNIFORM_CLIP]", "UNIFORM_CLIP"}, \
-        {GLLocation::kUniform, "g_fvController", kControl, "m_pnUniLoc[UNIFORM_CONTROL]",          \
-         "UNIFORM_CONTROL"},                                                                       \
-    {                                                                                              \
-        GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot,                               \
-            "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"                                                   \
-    }
-
 constexpr GLLocation kLocations[] = {
-    {GLLocation::kVertexCoord, "g_vVertex", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    TWO_TONE_LOCATIONS,
+    kRampVertexRow, kTextureCoordRow, kRampInputRow, kRampMaskRow,
+    kContrastRow,   kClipRow,         kControlRow,   kColorMatrixRow,
 };
 constexpr GLLocation kLargeLocations[] = {
-    {GLLocation::kVertexCoord, "g_vVertex", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    {GLLocation::kAttribute, "a_globalTexCoord", 0, "ATTRIB_GLOBAL_TEX_COORD"},
-    TWO_TONE_LOCATIONS,
+    kRampVertexRow, kTextureCoordRow, kGlobalCoordRow, kRampInputRow,   kRampMaskRow,
+    kContrastRow,   kClipRow,         kControlRow,     kColorMatrixRow,
 };
 
 constexpr GLProgramTable kVTable = {kVertex, kVFragment, kLocations, std::size(kLocations), 3};

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "engine/CommonLocations.h"
 #include "engine/DisplaySize.h"
 #include "engine/ShaderTexts.h"
 #include "gl/GLTexture.h"
@@ -73,35 +74,24 @@ enum Uniform : unsigned {
     kCrop,
     kWidthCompensate,
 };
-constexpr unsigned kGlobalTexCoord = 0;
 
-#define VIGNETTE_LOCATIONS                                                                       \
-    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},                            \
-        {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},                      \
-        {GLLocation::kSampler, "s_texture0", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",              \
-         "SAMPLER_INPUT_TEX"},                                                                   \
-        {GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot,                            \
-         "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"},                                                  \
-        {GLLocation::kUniform, "u_center", kCenter, "m_pnUniLoc[UNIFORM_CENTER]",                \
-         "UNIFORM_CENTER"},                                                                      \
-        {GLLocation::kUniform, "u_fRadius", kRadius, "m_pnUniLoc[UNIFORM_RADIUS]",               \
-         "UNIFORM_RADIUS"},                                                                      \
-    {                                                                                            \
-        GLLocation::kUniform, "u_fScreenRatio", kScreenRatio, "m_pnUniLoc[UNIFORM_SCREENRATIO]", \
-            "UNIFORM_SCREENRATIO"                                                                \
-    }
+constexpr GLLocation kCenterRow = {GLLocation::kUniform, "u_center", kCenter,
+                                   "m_pnUniLoc[UNIFORM_CENTER]", "UNIFORM_CENTER"};
+constexpr GLLocation kRadiusRow = {GLLocation::kUniform, "u_fRadius", kRadius,
+                                   "m_pnUniLoc[UNIFORM_RADIUS]", "UNIFORM_RADIUS"};
+constexpr GLLocation kScreenRatioRow = {GLLocation::kUniform, "u_fScreenRatio", kScreenRatio,
+                                        "m_pnUniLoc[UNIFORM_SCREENRATIO]", "UNIFORM_SCREENRATIO"};
 
 constexpr GLLocation kLocations[] = {
-    VIGNETTE_LOCATIONS,
-    {GLLocation::kUniform, "u_crop", kCrop, "m_nUniformLoc[UNIFORM_CROP]"},
-    {GLLocation::kUniform, "u_widthcomp", kWidthCompensate,
-     "m_nUniformLoc[UNIFORM_WIDTH_COMPENSATE]"},
+    kVertexCoordRow, kTextureCoordRow, kInputRow,
+    kColorMatrixRow, kCenterRow,       kRadiusRow,
+    kScreenRatioRow, CropRow(kCrop),   WidthCompensateRow(kWidthCompensate),
 };
 constexpr GLProgramTable kTable = {kVertex, kFragment, kLocations, std::size(kLocations), 1};
 
 constexpr GLLocation kLargeLocations[] = {
-    VIGNETTE_LOCATIONS,
-    {GLLocation::kAttribute, "a_globalTexCoord", kGlobalTexCoord, "ATTRIB_GLOBAL_TEX_COORD"},
+    kVertexCoordRow, kTextureCoordRow, kInputRow,       kColorMatrixRow,
+    kCenterRow,      kRadiusRow,       kScreenRatioRow, kGlobalCoordRow,
 };
 constexpr GLProgramTable kLargeTable = {kLargeVertex, kLargeFragment, kLargeLocations,
                                         std::size(kLargeLocations), 1};

@@ -9,19 +9,6 @@ namespace {
 
 LogTag gLog("GEShaderVintage");
 
-constexpr char kVertex[] = R"glsl(
-  attribute vec4 a_vertexCoord;
-  attribute vec2 a_textureCoord;
-  varying vec4 v_vertexCoord;
-  varying vec2 v_textureCoord;
-
-  void main() {
-    gl_Position = a_vertexCoord;
-    v_vertexCoord = a_vertexCoord;
-    v_textureCoord = a_textureCoord;
-  }
-)glsl";
-
 constexpr char kLargeVertex[] = LARGE_VERTEX("v_textureCoord");
 
 // The look of a colour: each channel through its curve. The files store blue, green, red, so the
@@ -66,33 +53,15 @@ constexpr char kLargeFragment[] = "precision highp float;\n" VINTAGE_CURVES
 
 enum Uniform : unsigned { kCrop = 3, kWidthCompensate = 4 };
 
-#define VINTAGE_SAMPLERS                                                                       \
-    {GLLocation::kSampler, "s_texture0", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",                \
-     "SAMPLER_INPUT_TEX"},                                                                     \
-        {GLLocation::kSampler, "s_vignette", kVignetteSlot, "m_nSamplerLoc[SAMPLER_VIGNETTE]", \
-         "SAMPLER_VIGNETTE"},                                                                  \
-        {GLLocation::kSampler, "s_curve", kCurveSlot, "m_nSamplerLoc[SAMPLER_CURVE]",          \
-         "SAMPLER_CURVE"},                                                                     \
-    {                                                                                          \
-        GLLocation::kColorMatrix, "u_mat_yuv2rgb", kColorMatrixSlot,                           \
-            "m_nSamplerLoc[SAMPLER_MAT_YUV2RGB]"                                               \
-    }
-
 constexpr GLLocation kLocations[] = {
-    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    VINTAGE_SAMPLERS,
-    {GLLocation::kUniform, "u_crop", kCrop, "m_nUniformLoc[UNIFORM_CROP]"},
-    {GLLocation::kUniform, "u_widthcomp", kWidthCompensate,
-     "m_nUniformLoc[UNIFORM_WIDTH_COMPENSATE]"},
+    kVertexCoordRow, kTextureCoordRow, kInputRow,      kVignetteRow,
+    kCurveRow,       kColorMatrixRow,  CropRow(kCrop), WidthCompensateRow(kWidthCompensate),
 };
 constexpr GLLocation kLargeLocations[] = {
-    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    {GLLocation::kAttribute, "a_globalTexCoord", 0, "ATTRIB_GLOBAL_TEX_COORD"},
-    VINTAGE_SAMPLERS,
+    kVertexCoordRow, kTextureCoordRow, kGlobalCoordRow, kInputRow,
+    kVignetteRow,    kCurveRow,        kColorMatrixRow,
 };
-constexpr GLProgramTable kTable = {kVertex, kFragment, kLocations, std::size(kLocations), 3};
+constexpr GLProgramTable kTable = {kCurveVertex, kFragment, kLocations, std::size(kLocations), 3};
 constexpr GLProgramTable kLargeTable = {kLargeVertex, kLargeFragment, kLargeLocations,
                                         std::size(kLargeLocations), 3};
 

@@ -1,5 +1,6 @@
 #include "effects/Whiteboard.h"
 
+#include "engine/CommonLocations.h"
 #include "engine/LookUpTexture.h"
 
 namespace {
@@ -61,8 +62,8 @@ constexpr unsigned kCurveSlot = 1;
 enum Uniform : unsigned { kTexelSize, kController, kCrop };
 
 constexpr GLLocation kLocations[] = {
-    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
+    kVertexCoordRow,
+    kTextureCoordRow,
     {GLLocation::kSampler, "g_sImageTexture", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",
      "SAMPLER_INPUT_TEX"},
     {GLLocation::kSampler, "g_sLUTTexture", kCurveSlot, "m_nSamplerLoc[SAMPLER_CURVE]",

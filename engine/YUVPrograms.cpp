@@ -1,5 +1,6 @@
 #include "engine/YUVPrograms.h"
 
+#include "engine/CommonLocations.h"
 #include "engine/ShaderLog.h"
 #include "engine/ShaderTexts.h"
 
@@ -45,10 +46,9 @@ constexpr char kChromaFragment[] = R"glsl(
 enum Uniform : unsigned { kShift, kVecRGBToY };
 
 constexpr GLLocation kLumaLocations[] = {
-    {GLLocation::kVertexCoord, "a_vertexCoord", 0, "m_nVerCoordLoc"},
-    {GLLocation::kTextureCoord, "a_textureCoord", 0, "m_nTexCoordLoc"},
-    {GLLocation::kSampler, "s_texture0", 0, "m_nSamplerLoc[SAMPLER_INPUT_TEX]",
-     "SAMPLER_INPUT_TEX"},
+    kVertexCoordRow,
+    kTextureCoordRow,
+    kInputRow,
     {GLLocation::kUniform, "u_shift", kShift, "m_nUniformLoc[UNIFORM_SHIFT]"},
     {GLLocation::kUniform, "u_vec_rgb2y", kVecRGBToY, "m_nUniformLoc[UNIFORM_VEC_RGBTOY]"},
 };

@@ -17,6 +17,7 @@
 
 #include "gl/Log.h"
 #include "platform/DevicePath.h"
+#include "tests/support/GuardedBuffer.h"
 #include "tests/support/ProcessState.h"
 
 namespace {
@@ -111,10 +112,12 @@ TEST(Log, WritesOneLineForEachMessage) {
     testing::internal::CaptureStderr();
     __android_log_print(ANDROID_LOG_ERROR, "Tag", "[%s] two ends\n\n", "Op");
     __android_log_print(ANDROID_LOG_DEBUG, "Tag", "%s", std::string(9000, 'x').c_str());
+    __android_log_print(ANDROID_LOG_INFO, std::string(5000, 't').c_str(), "long tag");
     const std::string text = testing::internal::GetCapturedStderr();
     EXPECT_THAT(text, testing::StartsWith("E/Tag     ("));
     EXPECT_THAT(text, testing::HasSubstr("): [Op] two ends\nD/Tag     ("));
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3);
+    EXPECT_EQ(text.back(), '\n');
 }
 
 TEST(GraphicBuffer, HasRowsOfTheLengthAskedForAndZeroedMemory) {
@@ -164,6 +167,13 @@ TEST(Memory, GoesWithTheLastReferenceWhicheverSideHoldsIt) {
         native->common.decRef(&native->common);
         EXPECT_EQ(copy->getStrongCount(), 1);
 
+        // What a moved-to pointer held goes at once, not with the pointer it was moved from.
+        android::sp<android::GraphicBuffer> target(new android::GraphicBuffer(8, 8, 1, 0));
+        android::sp<android::GraphicBuffer> source = copy;
+        target = std::move(source);
+        EXPECT_EQ(ReadProcessState().descriptors, before.descriptors + 1);
+        EXPECT_EQ(copy->getStrongCount(), 2);
+
         const android::sp<android::MemoryHeapBase> heap(
             new android::MemoryHeapBase(1000, 0x200, nullptr));
         EXPECT_GE(heap->getHeapID(), 0);
@@ -176,6 +186,21 @@ TEST(Memory, GoesWithTheLastReferenceWhicheverSideHoldsIt) {
         }
     }
     EXPECT_EQ(ReadProcessState().descriptors, before.descriptors);
+}
+
+// Without the guard, every test that relies on it would pass over any stray access.
+TEST(GuardedBufferDeathTest, EndsTheProcessAtTheFirstByteOutside) {
+    using testing_support::Guard;
+    for (const std::size_t size : {std::size_t{1}, std::size_t{4096}, std::size_t{5000}}) {
+        testing_support::GuardedBuffer behind(size);
+        testing_support::GuardedBuffer before(size, Guard::kBefore);
+        for (auto* buffer : {&behind, &before}) {
+            buffer->data()[0] = 1;
+            buffer->data()[size - 1] = 1;
+        }
+        EXPECT_DEATH(behind.data()[size] = 1, "") << size;
+        EXPECT_DEATH(*(before.data() - 1) = 1, "") << size;
+    }
 }
 
 }  // namespace

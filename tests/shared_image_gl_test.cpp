@@ -1,12 +1,16 @@
 // Displays shared by threads, and graphics buffers shared with textures.
 #include <alloc_controller.h>
+#include <gmock/gmock.h>
 #include <gralloc_priv.h>
 #include <gtest/gtest.h>
 #include <ui/GraphicBuffer.h>
 
+#include <array>
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "engine/GEManager.h"
@@ -17,6 +21,7 @@
 #include "platform/Display.h"
 #include "platform/Extensions.h"
 #include "tests/support/GLObjectCount.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 
@@ -76,6 +81,24 @@ TEST(Display, OffersPbuffersWhereThereAreNoWindows) {
     EXPECT_FALSE(platform::TerminateDisplay(display)) << "counted";
 }
 
+TEST(Display, IsOfTheKindThatTheEnvironmentNames) {
+    const auto displayFor = [](const char* kind) {
+        setenv("POSTEFFECT_EGL", kind, 1);
+        const EGLDisplay display = platform::GetDisplay();
+        unsetenv("POSTEFFECT_EGL");
+        return display;
+    };
+    const EGLDisplay surfaceless = displayFor("surfaceless");
+    EXPECT_NE(surfaceless, EGL_NO_DISPLAY);
+    EXPECT_EQ(surfaceless, eglGetPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, nullptr, nullptr));
+    const EGLDisplay device = displayFor("device");
+    EXPECT_NE(device, EGL_NO_DISPLAY);
+    EXPECT_NE(device, surfaceless);
+    const testing_support::LogCapture log;
+    EXPECT_EQ(displayFor("sufraceless"), EGL_NO_DISPLAY);
+    EXPECT_THAT(log.errors(), testing::ElementsAre(testing::HasSubstr("\"sufraceless\"")));
+}
+
 class SharedImage : public testing::Test {
   protected:
     void SetUp() override {
@@ -103,11 +126,11 @@ unsigned char* Pixels(const android::sp<android::GraphicBuffer>& buffer) {
 }
 
 // The texture's pixels as the GPU has them.
-std::vector<unsigned char> OnGpu(GLTexture& texture, int width, int height) {
+std::vector<unsigned char> OnGpu(GLuint texture, int width, int height) {
     GLuint framebuffer = 0;
     glGenFramebuffers(1, &framebuffer);
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture.name(), 0);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
     std::vector<unsigned char> pixels(static_cast<std::size_t>(width * height * 4));
     glReadPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
@@ -134,9 +157,9 @@ TEST_F(SharedImage, BringsWhatTheCpuWroteToTheTextureAndWhatTheGpuDrewToTheBuffe
         ASSERT_TRUE(texture.Init(buffer->getNativeBuffer(), c.glFormat, c.glType, 33, 5));
         const auto* handle = buffer->getNativeBuffer()->handle;
         std::fill_n(Pixels(buffer), handle->size, static_cast<unsigned char>(255));
-        EXPECT_EQ(OnGpu(texture, 33, 5)[0], 0) << "not before the cache operation";
+        EXPECT_EQ(OnGpu(texture.name(), 33, 5)[0], 0) << "not before the cache operation";
         ASSERT_EQ(CleanCache(gTestLog, buffer.get()), 1);
-        for (const unsigned char byte : OnGpu(texture, 33, 5)) ASSERT_EQ(byte, 255);
+        for (const unsigned char byte : OnGpu(texture.name(), 33, 5)) ASSERT_EQ(byte, 255);
 
         GLFbo fbo;
         ASSERT_TRUE(fbo.Init());
@@ -198,10 +221,65 @@ TEST_F(SharedImage, SurvivesAnyOrderOfEndings) {
     const auto third = Buffer(32, 4, 1);
     std::fill_n(Pixels(third), 32 * 4 * 4, static_cast<unsigned char>(200));
     EXPECT_EQ(CleanCache(gTestLog, third.get()), 1);
-    EXPECT_EQ(OnGpu(*b, 32, 4)[0], 0);
+    EXPECT_EQ(OnGpu(b->name(), 32, 4)[0], 0);
     std::fill_n(Pixels(second), 32 * 4 * 4, static_cast<unsigned char>(50));
     EXPECT_EQ(CleanCache(gTestLog, second.get()), 1);
-    EXPECT_EQ(OnGpu(*b, 32, 4)[0], 50);
+    EXPECT_EQ(OnGpu(b->name(), 32, 4)[0], 50);
+}
+
+EGLImageKHR Image(const android::sp<android::GraphicBuffer>& buffer) {
+    return platform::ContextExtensions().eglCreateImageKHR(g_eglDisplay, EGL_NO_CONTEXT,
+                                                           EGL_NATIVE_BUFFER_ANDROID,
+                                                           buffer->getNativeBuffer(), nullptr);
+}
+
+void BindImage(GLuint texture, EGLImageKHR image) {
+    glBindTexture(GL_TEXTURE_2D, texture);
+    platform::ContextExtensions().glEGLImageTargetTexture2DOES(GL_TEXTURE_2D, image);
+}
+
+TEST_F(SharedImage, FollowsTexturesThatChangeHands) {
+    const auto first = Buffer(32, 4, 1);
+    const auto second = Buffer(32, 4, 1);
+    const auto fill = [](const auto& buffer, unsigned char value) {
+        std::fill_n(Pixels(buffer), 32 * 4 * 4, value);
+        EXPECT_EQ(CleanCache(gTestLog, buffer.get()), 1);
+    };
+    std::array<EGLImageKHR, 3> images{Image(first), Image(second), Image(first)};
+    std::array<GLuint, 2> textures{};
+    glGenTextures(2, textures.data());
+
+    BindImage(textures[0], images[0]);
+    BindImage(textures[0], images[1]);
+    fill(second, 20);
+    fill(first, 10);
+    EXPECT_EQ(OnGpu(textures[0], 32, 4)[0], 20) << "the first buffer has lost the texture";
+
+    // Two textures of one buffer: what is drawn through one shows in the other.
+    BindImage(textures[0], images[0]);
+    BindImage(textures[1], images[2]);
+    EXPECT_EQ(OnGpu(textures[1], 32, 4)[0], 10) << "the buffer's present content";
+    GLuint framebuffer = 0;
+    glGenFramebuffers(1, &framebuffer);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, textures[1], 0);
+    platform::NoteColorAttachment(textures[1]);
+    glClearColor(1.0F, 1.0F, 1.0F, 1.0F);
+    glClear(GL_COLOR_BUFFER_BIT);
+    EXPECT_EQ(CleanCache(gTestLog, first.get()), 1);
+    EXPECT_EQ(Pixels(first)[0], 255);
+    EXPECT_EQ(OnGpu(textures[0], 32, 4)[0], 255);
+    glDeleteFramebuffers(1, &framebuffer);
+
+    // Textures that went before their images.
+    glDeleteTextures(2, textures.data());
+    fill(first, 30);
+    EXPECT_EQ(Pixels(first)[0], 30);
+    EXPECT_FALSE(glIsTexture(textures[0]));
+    for (EGLImageKHR image : images) {
+        EXPECT_TRUE(platform::ContextExtensions().eglDestroyImageKHR(g_eglDisplay, image));
+    }
+    EXPECT_EQ(first->getStrongCount(), 1);
 }
 
 TEST_F(SharedImage, RefusesWhatIsNoBufferOrNoImage) {
@@ -213,6 +291,22 @@ TEST_F(SharedImage, RefusesWhatIsNoBufferOrNoImage) {
     EXPECT_EQ(extensions.eglCreateImageKHR(g_eglDisplay, EGL_NO_CONTEXT, EGL_GL_TEXTURE_2D_KHR,
                                            buffer->getNativeBuffer(), nullptr),
               EGL_NO_IMAGE_KHR);
+    // Memory shorter than the rows would let GL read and write beyond it.
+    for (const auto& [stride, height, missing] :
+         {std::tuple{32, 4, 1}, {33, 4, 0}, {32, 5, 0}, {0, 4, 0}, {-32, -4, 0}}) {
+        ANativeWindowBuffer native = *buffer->getNativeBuffer();
+        private_handle_t handle = *native.handle;
+        native.common.incRef = [](android_native_base_t*) { FAIL() << "held"; };
+        native.common.decRef = [](android_native_base_t*) {};
+        native.stride = stride;
+        native.height = height;
+        native.handle = &handle;
+        handle.size -= missing;
+        EXPECT_EQ(extensions.eglCreateImageKHR(g_eglDisplay, EGL_NO_CONTEXT,
+                                               EGL_NATIVE_BUFFER_ANDROID, &native, nullptr),
+                  EGL_NO_IMAGE_KHR)
+            << stride << "x" << height;
+    }
     int nothing = 0;
     EXPECT_FALSE(extensions.eglDestroyImageKHR(g_eglDisplay, &nothing));
     extensions.glEGLImageTargetTexture2DOES(GL_TEXTURE_2D, &nothing);

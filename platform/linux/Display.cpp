@@ -1,6 +1,8 @@
 #include "platform/Display.h"
 
 #include <EGL/eglext.h>
+#include <android/log.h>
+#include <kelplog.h>
 
 #include <array>
 #include <mutex>
@@ -62,10 +64,26 @@ constexpr Source kSources[] = {
     {"device", FirstDeviceDisplay},
 };
 
+// Somebody who misspells a kind should not have to guess why there is no display.
+void ReportUnknown(const std::string& asked) {
+    for (const Source& source : kSources) {
+        if (asked == source.name) return;
+    }
+    constexpr const char* kTag = "Display";
+    constexpr unsigned kErrorBit = 0x10;
+    unsigned mask = 0;
+    __kelplog_init_mask(kTag, kErrorBit, &mask);
+    if (mask == 0) return;
+    __android_log_print(ANDROID_LOG_ERROR, kTag,
+                        "POSTEFFECT_EGL is \"%s\"; use default, surfaceless or device",
+                        asked.c_str());
+}
+
 // The first display of the asked-for kinds that initialises. The default display is tried first
 // only where there is a window system: elsewhere drivers take long to find that there is none.
 EGLDisplay FindDisplay() {
     const std::string asked = EglPlatform();
+    if (!asked.empty()) ReportUnknown(asked);
     for (const Source& source : kSources) {
         const bool isDefault = source.get == DefaultDisplay;
         if (asked.empty() ? isDefault && !HasWindowSystem() : asked != source.name) continue;

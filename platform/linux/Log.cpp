@@ -2,6 +2,7 @@
 #include <kelplog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdarg>
@@ -37,6 +38,7 @@ void WriteLine(int priority, const char* tag, std::string_view text) {
                       getpid(), static_cast<int>(text.size()), text.data());
     if (length <= 0) return;
     const std::size_t size = std::min(static_cast<std::size_t>(length), line.size() - 1);
+    line[size - 1] = '\n';  // also where a long tag cut it off
     // One write, so that lines of several threads do not mix. Nobody can be told of a failure.
     const ssize_t written = write(STDERR_FILENO, line.data(), size);
     static_cast<void>(written);

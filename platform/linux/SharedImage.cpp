@@ -37,10 +37,11 @@ const PixelLayout* LayoutOf(int halFormat) {
 bool HasAllItsRows(const ANativeWindowBuffer& buffer) {
     const private_handle_t* handle = buffer.handle;
     if (handle == nullptr || handle->base == nullptr || handle->size < 0) return false;
-    if (buffer.stride <= 0 || buffer.height <= 0) return false;
+    const std::size_t bytesPerPixel = BytesPerPixel(buffer.format);
+    if (buffer.stride <= 0 || buffer.height <= 0 || bytesPerPixel == 0) return false;
     const std::size_t pixels =
         static_cast<std::size_t>(buffer.stride) * static_cast<std::size_t>(buffer.height);
-    return pixels <= static_cast<std::size_t>(handle->size) / BytesPerPixel(buffer.format);
+    return pixels <= static_cast<std::size_t>(handle->size) / bytesPerPixel;
 }
 
 GLuint Bound(GLenum query) {

@@ -1,4 +1,4 @@
-// Memory for tests that hunt stray accesses: it ends at a page that cannot be touched.
+// Memory for tests that hunt stray accesses: it lies against a page that cannot be touched.
 #pragma once
 
 #include <sys/mman.h>
@@ -10,10 +10,13 @@
 
 namespace testing_support {
 
+// Where the guard page touches the buffer: behind its last byte or before its first.
+enum class Guard { kBehind, kBefore };
+
 class GuardedBuffer {
   public:
-    // `size` zeroed bytes, the last of them right before the guard page.
-    explicit GuardedBuffer(std::size_t size) {
+    // `size` zeroed bytes.
+    explicit GuardedBuffer(std::size_t size, Guard guard = Guard::kBehind) {
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         const std::size_t usable = (size + page - 1) / page * page;
         m_mapped = usable + page;
@@ -21,8 +24,9 @@ class GuardedBuffer {
             mmap(nullptr, m_mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (base == MAP_FAILED) std::abort();
         m_base = static_cast<uint8_t*>(base);
-        if (mprotect(m_base + usable, page, PROT_NONE) != 0) std::abort();
-        m_data = m_base + usable - size;
+        const bool before = guard == Guard::kBefore;
+        if (mprotect(before ? m_base : m_base + usable, page, PROT_NONE) != 0) std::abort();
+        m_data = before ? m_base + page : m_base + usable - size;
     }
     ~GuardedBuffer() {
         if (m_base != nullptr) munmap(m_base, m_mapped);
