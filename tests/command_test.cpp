@@ -210,6 +210,8 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
     fs::create_symlink("in.jpg", m_folder.path("link.jpg"));
     fs::create_hard_link(m_folder.path("in.jpg"), m_folder.path("hard.jpg"));
     // No driver anywhere.
+    RunOptions noFiles;
+    noFiles.environment = {{"POSTEFFECT_SYSROOT", m_folder.path("folder")}};
     RunOptions noGpu;
     noGpu.environment = {{"__EGL_VENDOR_LIBRARY_DIRS", m_folder.path("folder")},
                          {"__EGL_VENDOR_LIBRARY_FILENAMES", ""}};
@@ -251,6 +253,7 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
          "libegl1 libegl-mesa0 libgl1-mesa-dri libgles2",
          {"photo", "in.jpg", "out.jpg", vignette},
          noGpu},
+        {1, "look-up files", {"photo", "in.jpg", "out.jpg", "-e", "vintage"}, noFiles},
         {4, "No such file", {"photo", "missing.jpg", "out.jpg", none}},
         {4, "name a file", {"photo", "folder", "out.jpg", none}},
         {4, "empty", {"photo", "empty.jpg", "out.jpg", none}},

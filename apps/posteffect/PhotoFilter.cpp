@@ -49,8 +49,10 @@ int Capture(ServiceSession& session, const PhotoFilter& filter, Size block,
     return status;
 }
 
-// Whether the GPU and the effect can be used at all: a small preview frame tells.
-bool GpuWorks(ServiceSession& session) {
+// Whether the GPU can be used with this effect: a small preview frame tells.
+bool Works(ServiceSession& session, const EffectInfo& effect) {
+    const android::String8 parameters(FlattenParameters(effect, DefaultValues(effect)).c_str());
+    session.run([&](IPostEffect& s) { return s.setParameters(parameters); });
     constexpr Size kSmall = {64, 64};
     SemiPlanarFrame frame;
     frame.size = kSmall;
@@ -66,10 +68,16 @@ Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, 
     if (status == kPostEffectBusy) {
         return {kExitSomeFailed, name, "no thread for the work: end other programs and try again"};
     }
-    if (!GpuWorks(session)) {
+    // The vignette reads no files: it works wherever the GPU does.
+    if (!Works(session, kEffects[kEffectVignette])) {
         return {kExitNoGpu, name,
                 "the GPU cannot be used: install its driver (apt-get install libegl1 "
                 "libegl-mesa0 libgl1-mesa-dri libgles2)"};
+    }
+    if (!Works(session, *filter.effect)) {
+        return {kExitSomeFailed, name,
+                std::string("the look-up files of effect ") + filter.effect->nick +
+                    " are missing: install them again (share/posteffect)"};
     }
     if (filter.block) {
         return {kExitWrongUse, "--block " + SizeText(block),
