@@ -75,8 +75,8 @@ constexpr GLLocation kLocations[] = {
 };
 constexpr GLProgramTable kTable = {kVertex, kFragment, kLocations, std::size(kLocations), 2};
 
-constexpr SinglePassTraits kTraits = {gLog, "Whiteboard shader", "Whiteboard shader", nullptr,
-                                      "program whiteboard"};
+constexpr SinglePassTraits kTraits = {
+    gLog, "Whiteboard shader", "Whiteboard shader", nullptr, "program whiteboard", false, true};
 
 constexpr int kHintWidth = 960;
 constexpr int kHintHeight = 544;

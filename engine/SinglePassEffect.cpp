@@ -96,6 +96,7 @@ std::unique_ptr<BlockPlan> SinglePassEffect::MakePlan(const CaptureGeometry& geo
 }
 
 int SinglePassEffect::ProcFrame(unsigned char*, unsigned char* out, int imgW, int imgH) {
+    if (m_traits.tracesEntry) LOG_INFO(log(), "[%s] enter", "ProcFrame");
     if (!ReadyForCapture(log())) return 0;
     BeginCapture(imgW, imgH);
     const CaptureGeometry geometry = captureGeometry(imgW, imgH);

@@ -17,6 +17,7 @@ struct SinglePassTraits {
     const char* sizeLinePrefix = nullptr;
     const char* programName = "program";  // "[%s] can't load <this>"
     bool tracesPlaces = false;            // beside each block's line, its place in the image
+    bool tracesEntry = false;             // "[%s] enter" before a capture
 };
 
 class POSTEFFECT_API SinglePassEffect : public GEShader {
