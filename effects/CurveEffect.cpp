@@ -13,12 +13,10 @@ CurveEffect::~CurveEffect() {
     CurveEffect::Deinit();
 }
 
-int CurveEffect::Deinit() {
-    SinglePassEffect::Deinit();
+void CurveEffect::ReleaseTextures() {
     for (auto* texture : {&m_cross, &m_cold, &m_warm, &m_sepia, &m_mask, &m_white}) {
         texture->reset();
     }
-    return 1;
 }
 
 int CurveEffect::BeginInit(const char* title, GLTexture* src, unsigned int out, unsigned int x,

@@ -35,9 +35,8 @@ class POSTEFFECT_API CurveEffect : public SinglePassEffect {
   public:
     ~CurveEffect() override;
 
-    int Deinit() override;
-
   protected:
+    void ReleaseTextures() override;
     using SinglePassEffect::SinglePassEffect;
 
     // Logs the beginning of an Init and stores its arguments; then the base's Init.

@@ -42,11 +42,9 @@ int RampEffect::Init(GLTexture* src, unsigned int out, unsigned int x, unsigned 
     return FinishInit();
 }
 
-int RampEffect::Deinit() {
-    SinglePassEffect::Deinit();
+void RampEffect::ReleaseTextures() {
     m_lookTexture.reset();
     m_contrast.reset();
-    return 1;
 }
 
 int RampEffect::SetParam(unsigned int index, int a, int, int, int) {

@@ -84,11 +84,11 @@ class POSTEFFECT_API RampEffect : public SinglePassEffect {
 
     int Init(GLTexture* src, unsigned int out, unsigned int x, unsigned int y, unsigned int w,
              unsigned int h, unsigned char bCapture, IYUVConverter* cb) override;
-    int Deinit() override;
     // Group 0 keeps a strength that no pass reads.
     int SetParam(unsigned int index, int a, int b, int c, int d) override;
 
   protected:
+    void ReleaseTextures() override;
     RampEffect(const SinglePassTraits& traits, const RampLook& look)
         : SinglePassEffect(traits), m_look(look) {}
 

@@ -115,10 +115,8 @@ int GEShaderWhiteboard::Init(GLTexture* src, unsigned int out, unsigned int x, u
     return FinishInit();
 }
 
-int GEShaderWhiteboard::Deinit() {
-    SinglePassEffect::Deinit();
+void GEShaderWhiteboard::ReleaseTextures() {
     m_curve.reset();
-    return 1;
 }
 
 int GEShaderWhiteboard::ProcFrame(unsigned int srcTex, unsigned int dstTex, int w, int h) {

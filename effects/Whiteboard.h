@@ -19,13 +19,13 @@ class POSTEFFECT_API GEShaderWhiteboard : public SinglePassEffect {
 
     int Init(GLTexture* src, unsigned int out, unsigned int x, unsigned int y, unsigned int w,
              unsigned int h, unsigned char bCapture, IYUVConverter* cb) override;
-    int Deinit() override;
     using SinglePassEffect::ProcFrame;
     int ProcFrame(unsigned int srcTex, unsigned int dstTex, int w, int h) override;
     // Has no parameters: changes nothing and answers 0.
     int SetParam(unsigned int index, int a, int b, int c, int d) override;
 
   protected:
+    void ReleaseTextures() override;
     GLProgram* CreateProgram() const override;
     void SetUniforms(GLProgram& program) override;
     std::unique_ptr<BlockPlan> MakePlan(const CaptureGeometry& geometry) const override;

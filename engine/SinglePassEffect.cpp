@@ -5,11 +5,13 @@
 #include "gl/GLTexture.h"
 #include "gl/Log.h"
 
+// Subclasses with textures have run Deinit already.
 SinglePassEffect::~SinglePassEffect() {
-    SinglePassEffect::Deinit();
+    if (m_bHoldsObjects) SinglePassEffect::Deinit();
 }
 
 int SinglePassEffect::InitBase(IYUVConverter* cb) {
+    m_bHoldsObjects = true;
     return GEShader::Init(m_pSrcTexture, m_nOutput, static_cast<unsigned>(m_nX),
                           static_cast<unsigned>(m_nY), static_cast<unsigned>(m_nW),
                           static_cast<unsigned>(m_nH), m_bCapture ? 1 : 0, cb);
@@ -56,6 +58,9 @@ int SinglePassEffect::Deinit() {
     GEShader::Deinit();
     delete m_pProgram;
     m_pProgram = nullptr;
+    // From a destructor this is the class being destroyed, which is the one that has textures.
+    ReleaseTextures();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
+    m_bHoldsObjects = false;
     LOG_INFO(log(), "[%s] leave", "Deinit");
     return 1;
 }

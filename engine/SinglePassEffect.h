@@ -57,10 +57,14 @@ class POSTEFFECT_API SinglePassEffect : public GEShader {
     // Before the first block of a capture.
     virtual void BeginCapture(int, int) {}
 
+    // Deletes the effect's own textures, after the program that reads them.
+    virtual void ReleaseTextures() {}
+
     LogTag& log() const { return m_traits.log; }
     GLProgram* program() const { return m_pProgram; }
 
   private:
     const SinglePassTraits& m_traits;
     GLProgram* m_pProgram = nullptr;
+    bool m_bHoldsObjects = false;  // an Init has begun since the last Deinit
 };
