@@ -9,21 +9,8 @@ LogTag gLog("GEShaderBloom");
 
 constexpr char kVertex[] = PASS_THROUGH_VERTEX("v_texCoord");
 
-// The colour is a function of the pixel alone, so blocks need no place in the image. The look-up of
-// the place must succeed all the same, and compilers drop what nothing reads: the last line uses it
-// and changes nothing.
-constexpr char kLargeVertex[] = R"glsl(
-  attribute vec4 a_vertexCoord;
-  attribute vec2 a_textureCoord;
-  attribute vec2 a_globalTexCoord;
-  varying vec2 v_texCoord;
-
-  void main() {
-    gl_Position = a_vertexCoord;
-    v_texCoord = a_textureCoord;
-    gl_Position.z -= step(1.0e30, a_globalTexCoord.x);
-  }
-)glsl";
+// The colour is a function of the pixel alone, so blocks need no place in the image.
+constexpr char kLargeVertex[] = UNREAD_GLOBAL_VERTEX("v_texCoord");
 
 constexpr char kFragment[] = R"glsl(
   // Colour times 3.5 times its own luma, alpha included.

@@ -4,8 +4,14 @@
 
 #include "effects/Bloom.h"
 #include "effects/Contrast.h"
+#include "effects/DepthOfField.h"
+#include "effects/Dots.h"
+#include "effects/Fisheye.h"
+#include "effects/Mirror.h"
+#include "effects/Sketch.h"
 #include "effects/SplitToning.h"
 #include "effects/Stylize.h"
+#include "effects/TiltShift.h"
 #include "effects/TwoToneMask.h"
 #include "effects/Vignette.h"
 #include "effects/Vintage.h"
@@ -23,13 +29,13 @@ GEShader* Make() {
 constexpr Constructor kConstructors[] = {
     nullptr,                      // 0: no effect
     Make<GEShaderVintage>,        // 1
-    nullptr,                      // 2: depth of field
-    nullptr,                      // 3: fisheye
+    Make<GEShaderDoF>,            // 2
+    Make<GEShaderFisheye>,        // 3
     Make<GEShaderVignette>,       // 4
-    nullptr,                      // 5: dots
+    Make<GEShaderDot>,            // 5
     Make<GEShaderContrast>,       // 6
-    nullptr,                      // 7: tilt-shift
-    nullptr,                      // 8: mirror
+    Make<GEShaderTS>,             // 7
+    Make<GEShaderMirror>,         // 8
     Make<GEShaderBloom>,          // 9
     Make<GEShaderWhiteboard>,     // 10
     Make<GEShaderStylizeMaple>,   // 11
@@ -38,8 +44,8 @@ constexpr Constructor kConstructors[] = {
     Make<GEShaderTwoToneMaskH>,   // 14
     Make<GEShaderSplitToningCM>,  // 15
     Make<GEShaderSplitToningSC>,  // 16
-    nullptr,                      // 17: sketch
-    nullptr,                      // 18: colour sketch
+    Make<GEShaderSketch>,         // 17
+    Make<GEShaderColorSketch>,    // 18
 };
 static_assert(std::size(kConstructors) == posteffect::kEffectCount);
 

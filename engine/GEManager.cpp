@@ -82,10 +82,7 @@ int GEManager::Init(ANativeWindowBuffer* buffer, unsigned int, unsigned int, uns
         LOG_ERROR(gManagerLog, "[%s] can't init m_pSrcTexture", kName);
         return 0;
     }
-    m_pSrcTexture->SetParameteri(GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    m_pSrcTexture->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    m_pSrcTexture->SetParameteri(GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    m_pSrcTexture->SetParameteri(GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
     LOG_INFO(gManagerLog, "[%s] glViewport x=%d y=%d w=%d h=%d", kName, m_nX, m_nY, m_nW, m_nH);
     glViewport(m_nX, m_nY, m_nW, m_nH);
     m_bInit = true;
@@ -131,6 +128,7 @@ int GEManager::ChooseEffect(unsigned int number, unsigned char bCapture) {
         LOG_ERROR(gManagerLog, "[%s] can't create effect\n", kName);
         return 0;
     }
+    if (number == posteffect::kEffectMirror) m_pCurrShader->SetLandscape(m_bLandscaped);
     if (!m_pCurrShader->Init(m_pSrcTexture, m_nOutput, static_cast<unsigned>(m_nX),
                              static_cast<unsigned>(m_nY), static_cast<unsigned>(m_nW),
                              static_cast<unsigned>(m_nH), bCapture, m_pConverter)) {

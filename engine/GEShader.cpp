@@ -92,10 +92,7 @@ int GEShader::Init(GLTexture* src, unsigned int, unsigned int, unsigned int, uns
         return 0;
     }
     if (m_bCapture) {
-        // Nothing waits on it; without the extension there is none, and the name stays unset.
-        if (const auto genFences = platform::ContextExtensions().glGenFencesNV) {
-            genFences(1, &m_nFence);
-        }
+        GenerateFence();
         LOG_INFO(gShaderLog, "[%s] fence %u generated", "Init", m_nFence);
     }
     m_crop = {0.0F, 0.0F, static_cast<float>(src->m_nWidth) / static_cast<float>(src->m_nStride),
@@ -104,15 +101,26 @@ int GEShader::Init(GLTexture* src, unsigned int, unsigned int, unsigned int, uns
     return 1;
 }
 
+// Nothing waits on it; without the extension there is none, and the name stays unset.
+void GEShader::GenerateFence() {
+    DeleteFence();
+    if (const auto genFences = platform::ContextExtensions().glGenFencesNV) genFences(1, &m_nFence);
+}
+
+void GEShader::DeleteFence() {
+    const platform::Extensions& extensions = platform::ContextExtensions();
+    if (m_nFence == kNoFence || extensions.glIsFenceNV == nullptr ||
+        !extensions.glIsFenceNV(m_nFence)) {
+        return;
+    }
+    extensions.glDeleteFencesNV(1, &m_nFence);
+    m_nFence = kNoFence;
+}
+
 int GEShader::Deinit() {
     LOG_INFO(gShaderLog, "[%s] enter", "Deinit");
     DeinitYUVConverter();
-    const platform::Extensions& extensions = platform::ContextExtensions();
-    if (m_bCapture && m_nFence != kNoFence && extensions.glIsFenceNV != nullptr &&
-        extensions.glIsFenceNV(m_nFence)) {
-        extensions.glDeleteFencesNV(1, &m_nFence);
-        m_nFence = kNoFence;
-    }
+    if (m_bCapture) DeleteFence();
     LOG_INFO(gShaderLog, "[%s] leave", "Deinit");
     return 1;
 }
@@ -146,6 +154,17 @@ int GEShader::BindSrcTexture() {
     m_pSrcTexture->Bind();
     LOG_INFO(gShaderLog, "[%s] leave", "BindSrcTexture");
     return CheckGLError("BindSrcTexture", "glBindTexture");
+}
+
+QuadCoords GEShader::PartialTexCoord(LogTag& log) const {
+    LOG_INFO(log, "[%s] partial texcoord", "Init");
+    const float shown = static_cast<float>(m_nW) / static_cast<float>(m_pSrcTexture->m_nStride);
+    const QuadCoords coords = MakeQuadCoords(0.0F, 0.0F, shown, 1.0F);
+    for (std::size_t i = 0; i < coords.size(); i += 2) {
+        LOG_INFO(log, "[%s] %f:%f", "Init", static_cast<double>(coords[i]),
+                 static_cast<double>(coords[i + 1]));
+    }
+    return coords;
 }
 
 bool GEShader::ReadyForCapture(LogTag& log) const {
@@ -186,6 +205,7 @@ int GEShader::RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, 
         m_texCoord = block.textureQuad;
         m_globalCoord = block.globalQuad;
         if (trace == kTraceRunsAndPlaces) LogPlace(log, block, imgW, imgH);
+        BeginBlock(block);
         m_pCallback->convertRect(pixels, static_cast<int>(m_pSrcTexture->GetStride()),
                                  static_cast<int>(m_pSrcTexture->m_nHeight), block.source.x,
                                  block.source.y, block.source.w, block.source.h);

@@ -47,6 +47,8 @@ class POSTEFFECT_API GEShader {
     virtual int SetParam(unsigned int index, int a, int b, int c, int d) = 0;
     // The part of the picture that is shown, as fractions. What is no such part selects all of it.
     virtual int SetCrop(float x, float y, float w, float h);
+    // Whether the frame is wider than high; effects that care are told before Init.
+    void SetLandscape(bool landscape) { m_bLandscape = landscape; }
     // CPU addresses of the converted planes.
     virtual void* GetYDataBuf();
     virtual void* GetUVDataBuf();
@@ -79,6 +81,9 @@ class POSTEFFECT_API GEShader {
                             unsigned int w, unsigned int h, unsigned char bCapture, int hintWidth,
                             int hintHeight);
 
+    // Texture coordinates that leave out what rows were rounded up by, each pair logged.
+    QuadCoords PartialTexCoord(LogTag& log) const;
+
     // What a capture logs of each block.
     enum BlockTrace { kTraceNothing, kTraceRuns, kTraceRunsAndPlaces };
 
@@ -88,7 +93,13 @@ class POSTEFFECT_API GEShader {
     // `out`. 0 when the plan has no blocks.
     int RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, int imgW, int imgH,
                   BlockTrace trace);
+    // Before a block is fetched and drawn; the members that describe it are set.
+    virtual void BeginBlock(const CaptureBlock&) {}
     CaptureGeometry captureGeometry(int imgW, int imgH) const;
+    // The fence of a capture.
+    void GenerateFence();
+    // Converts what was drawn into the RGB target, and waits for the GPU.
+    void FinishPicture();
 
     GLTexture* m_pSrcTexture = nullptr;
     unsigned m_nOutput = 0;
@@ -108,6 +119,7 @@ class POSTEFFECT_API GEShader {
     int m_nHintH = 0;
     bool m_bInit = false;
     bool m_bCapture = false;
+    bool m_bLandscape = false;
     GLuint m_nFence = ~0U;
 
     IYUVConverter* m_pCallback = nullptr;
@@ -119,6 +131,7 @@ class POSTEFFECT_API GEShader {
     GLFbo* m_pFboRGB = nullptr;  // what effects draw their result into
 
   private:
+    void DeleteFence();
     int BlkCpyRGB565(GLTexture* dst, int x, int y, int w, int h, GLTexture* src, int sx, int sy);
     int BlkCpyRGBA8888(GLTexture* dst, int x, int y, int w, int h, GLTexture* src, int sx, int sy);
 

@@ -20,6 +20,7 @@ int SinglePassEffect::InitBase(IYUVConverter* cb) {
 int SinglePassEffect::InitProgram() {
     const char* creating = m_bCapture ? m_traits.creatingCapture : m_traits.creatingPreview;
     if (creating != nullptr) LOG_INFO(log(), "[%s] Creating %s", "Init", creating);
+    delete m_pProgram;
     m_pProgram = CreateProgram();
     if (!m_pProgram->Load()) {
         LOG_ERROR(log(), "[%s] can't load %s", "Init", m_traits.programName);
@@ -30,13 +31,7 @@ int SinglePassEffect::InitProgram() {
 }
 
 void SinglePassEffect::InitPartialTexCoord() {
-    LOG_INFO(log(), "[%s] partial texcoord", "Init");
-    const float shown = static_cast<float>(m_nW) / static_cast<float>(m_pSrcTexture->m_nStride);
-    m_texCoord = MakeQuadCoords(0.0F, 0.0F, shown, 1.0F);
-    for (std::size_t i = 0; i < m_texCoord.size(); i += 2) {
-        LOG_INFO(log(), "[%s] %f:%f", "Init", static_cast<double>(m_texCoord[i]),
-                 static_cast<double>(m_texCoord[i + 1]));
-    }
+    m_texCoord = PartialTexCoord(log());
 }
 
 void SinglePassEffect::LogBanner(const char* title) const {
@@ -76,10 +71,7 @@ int SinglePassEffect::ProcBlock(unsigned int, unsigned int, int, int) {
         m_pProgram->VertexAttribPointer(0, kQuadCoordSize, m_globalCoord.data());
     }
     m_pProgram->Draw();
-    ConvertYUV(0, 0, static_cast<int>(m_pSrcTexture->m_nWidth),
-               static_cast<int>(m_pSrcTexture->m_nHeight));
-    glFlush();
-    glFinish();
+    FinishPicture();
     return 1;
 }
 

@@ -40,12 +40,14 @@ class POSTEFFECT_API SinglePassEffect : public GEShader {
     int InitBase(IYUVConverter* cb);
     // The program, loaded and bound to the source texture. 0 on failure.
     int InitProgram();
-    // Texture coordinates that leave out what rows were rounded up by, each pair logged.
+    // Draws the picture without what rows were rounded up by.
     void InitPartialTexCoord();
     // The lines with which most effects begin their Init.
     void LogBanner(const char* title) const;
     // The last step of an Init.
     int FinishInit();
+    // Releases what the base's Init made; the program stays.
+    void DeinitBase() { GEShader::Deinit(); }
 
     // A new program for the mode that m_bCapture tells; owned by the effect from then on.
     virtual GLProgram* CreateProgram() const = 0;

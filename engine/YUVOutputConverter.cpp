@@ -164,6 +164,12 @@ bool GEShader::ConvertYUV(int x, int y, int w, int h) {
     return true;
 }
 
+void GEShader::FinishPicture() {
+    ConvertYUV(0, 0, static_cast<int>(m_nSrcWidth), static_cast<int>(m_nSrcHeight));
+    glFlush();
+    glFinish();
+}
+
 bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, unsigned imgWidth,
                             unsigned imgHeight, unsigned x, int y, int w, int h) {
     m_pTexY->clean_buffer();

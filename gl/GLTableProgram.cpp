@@ -2,6 +2,7 @@
 
 int GLTableProgram::Load() {
     LOG_INFO(m_log, "[%s] enter", "Load");
+    BeginLoad();
     if (!Load(m_table.vertexText, m_table.fragmentText)) {
         LOG_ERROR(m_log, "[%s] can't load shader", "Load");
         return 0;
@@ -23,41 +24,35 @@ int GLTableProgram::Load() {
     LOG_INFO(m_log, "[%s] program id %d", "Load", static_cast<int>(m_nProgram));
     for (std::size_t i = 0; i < m_table.locationCount; ++i) {
         const GLLocation& row = m_table.locations[i];
-        if (row.logName == nullptr) continue;
-        const bool isSampler = row.kind == GLLocation::kSampler;
-        LOG_INFO(m_log, "[%s] %s %d", "Load", row.logName,
-                 isSampler ? m_nSamplerLoc[row.slot] : m_nUniformLoc[row.slot]);
+        if (row.logName != nullptr) LOG_INFO(m_log, "[%s] %s %d", "Load", row.logName, Kept(row));
     }
     LOG_INFO(m_log, "[%s] leave", "Load");
     return 1;
 }
 
-// Stores the location where its kind keeps it.
+GLint& GLTableProgram::Kept(const GLLocation& row) {
+    switch (row.kind) {
+        case GLLocation::kVertexCoord:
+            return m_nVerCoordLoc;
+        case GLLocation::kTextureCoord:
+            return m_nTexCoordLoc;
+        case GLLocation::kAttribute:
+            return m_nAttribLoc[row.slot];
+        case GLLocation::kUniform:
+            return m_nUniformLoc[row.slot];
+        case GLLocation::kSampler:
+        case GLLocation::kColorMatrix:
+            break;
+    }
+    return m_nSamplerLoc[row.slot];
+}
+
 GLint GLTableProgram::LookUp(const GLLocation& row) {
     const bool isAttribute = row.kind == GLLocation::kVertexCoord ||
                              row.kind == GLLocation::kTextureCoord ||
                              row.kind == GLLocation::kAttribute;
-    const GLint location = isAttribute ? glGetAttribLocation(m_nProgram, row.glslName)
-                                       : glGetUniformLocation(m_nProgram, row.glslName);
-    switch (row.kind) {
-        case GLLocation::kVertexCoord:
-            m_nVerCoordLoc = location;
-            break;
-        case GLLocation::kTextureCoord:
-            m_nTexCoordLoc = location;
-            break;
-        case GLLocation::kAttribute:
-            m_nAttribLoc[row.slot] = location;
-            break;
-        case GLLocation::kUniform:
-            m_nUniformLoc[row.slot] = location;
-            break;
-        case GLLocation::kSampler:
-        case GLLocation::kColorMatrix:
-            m_nSamplerLoc[row.slot] = location;
-            break;
-    }
-    return location;
+    return Kept(row) = isAttribute ? glGetAttribLocation(m_nProgram, row.glslName)
+                                   : glGetUniformLocation(m_nProgram, row.glslName);
 }
 
 bool GLTableProgram::Use() {

@@ -47,9 +47,14 @@ class POSTEFFECT_API GLTableProgram : public GLProgram {
     bool Use() override;
 
   protected:
+    // Before the texts are compiled.
+    virtual void BeginLoad() {}
+
     LogTag& m_log;
 
   private:
+    // Where a row's location is kept.
+    GLint& Kept(const GLLocation& row);
     GLint LookUp(const GLLocation& row);
 
     const GLProgramTable& m_table;

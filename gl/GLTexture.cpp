@@ -203,6 +203,15 @@ int GLTexture::SetParameteri(unsigned pname, int param) {
     return CheckGLError("GLTexture::SetParameteri", "glTexParameteri");
 }
 
+void GLTexture::SetSampling(int wrap, int filter) {
+    glActiveTexture(GL_TEXTURE0);
+    Bind();
+    SetParameteri(GL_TEXTURE_WRAP_S, wrap);
+    SetParameteri(GL_TEXTURE_WRAP_T, wrap);
+    SetParameteri(GL_TEXTURE_MIN_FILTER, filter);
+    SetParameteri(GL_TEXTURE_MAG_FILTER, filter);
+}
+
 bool GLTexture::UpdateNormalTexture(const void* pixels, unsigned width, unsigned height) {
     constexpr const char* kName = "UpdateNormalTexture";
     LOG_INFO(gLog, "[%s] enter", kName);

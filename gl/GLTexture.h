@@ -42,6 +42,9 @@ class POSTEFFECT_API GLTexture {
     // glTexParameteri on what is bound: bind first.
     int SetParameteri(unsigned pname, int param);
 
+    // Binds the texture to the first unit and sets its wrap modes and its filters, each kind alike.
+    void SetSampling(int wrap, int filter);
+
     // Uploads a whole image of tightly packed rows into a normal texture.
     bool UpdateNormalTexture(const void* pixels, unsigned width, unsigned height);
 

@@ -30,6 +30,14 @@ for effect in $(build/release/bin/posteffect list | sed -n 's/^\([a-z][a-z-]*\) 
             for tone in 0 25 50 75 100; do
                 filter "split-toning-$tone" --effect split-toning --tone $tone
             done ;;
+        mirror)
+            for orientation in landscape portrait; do
+                filter "mirror-$orientation" --effect mirror --orientation $orientation
+            done ;;
+        fisheye)
+            for strength in 0 60; do
+                filter "fisheye-$strength" --effect fisheye --strength $strength
+            done ;;
         *) filter "$effect" --effect "$effect" ;;
     esac
 done

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -38,8 +38,9 @@ std::vector<CaptureGeometry> ManyGeometries() {
 }
 
 // Every pixel of the image lies in a block that holds it at the right place; no block is wider than
-// the source texture; chroma pairs stay whole.
-void ExpectCoverage(const BlockPlan& plan, const CaptureGeometry& g) {
+// the source texture; chroma pairs stay whole. Inner left and upper edges are cut by `skipX` and
+// `skipY` when a block is copied.
+void ExpectCoverage(const BlockPlan& plan, const CaptureGeometry& g, int skipX = 0, int skipY = 0) {
     std::vector<char> columns(static_cast<std::size_t>(g.imageWidth), 0);
     std::vector<char> rows(static_cast<std::size_t>(g.imageHeight), 0);
     for (int i = 0; i < plan.blockCount(); ++i) {
@@ -51,10 +52,12 @@ void ExpectCoverage(const BlockPlan& plan, const CaptureGeometry& g) {
         ASSERT_LE(out.w, g.blockWidth);
         ASSERT_LE(out.h, g.blockHeight);
         ASSERT_LE(out.y + out.h, g.imageHeight);
-        for (int x = out.x; x < std::min(out.x + out.w, g.imageWidth); ++x) {
+        const int left = out.x == 0 ? 0 : skipX;
+        const int top = out.y == 0 ? 0 : skipY;
+        for (int x = out.x + left; x < std::min(out.x + out.w, g.imageWidth); ++x) {
             columns[static_cast<std::size_t>(x)] = 1;
         }
-        for (int y = out.y; y < out.y + out.h; ++y) rows[static_cast<std::size_t>(y)] = 1;
+        for (int y = out.y + top; y < out.y + out.h; ++y) rows[static_cast<std::size_t>(y)] = 1;
     }
     // Blocks form a grid, so covered columns and rows are a covered image.
     EXPECT_EQ(std::count(columns.begin(), columns.end(), 0), 0);
@@ -68,6 +71,145 @@ TEST(BlockPlan, CoversEveryPixelOfImagesOfAllSizes) {
         ExpectCoverage(CroppedPlan(g, CropRect{}), g);
         if (HasFailure()) return;
     }
+}
+
+// Corners of the quads by name.
+struct Span {
+    float left, top, right, bottom;
+};
+
+Span SpanOf(const QuadCoords& quad) {
+    return {quad[2], quad[3], quad[6], quad[7]};
+}
+
+TEST(BlockPlan, MarginsSurroundEachBlockAsFarAsTheImageGoes) {
+    for (CaptureGeometry g : ManyGeometries()) {
+        SCOPED_TRACE(Describe(g));
+        g.blockWidth = g.textureStride;
+        for (const int margin : {32, 64}) {
+            const MarginPlan plan(g, CropRect{}, margin);
+            if (g.textureStride <= 2 * margin || g.blockHeight <= 2 * margin) {
+                EXPECT_EQ(plan.blockCount(), 0) << "no progress";
+                continue;
+            }
+            ExpectCoverage(plan, g);
+            for (int i = 0; i < plan.blockCount(); ++i) {
+                const CaptureBlock block = plan.block(i);
+                const Rect& in = block.source;
+                const Rect& out = block.output;
+                ASSERT_EQ(in.x % 32, 0);
+                ASSERT_TRUE(in.w > 0 && in.w <= g.textureStride);
+                ASSERT_TRUE(in.h > 0 && in.h <= g.blockHeight);
+                ASSERT_LE(in.x + in.w, g.imageWidth);
+                ASSERT_LE(in.y + in.h, g.imageHeight);
+                // What the clear picture is drawn from is the block's own place.
+                const Span clear = SpanOf(block.textureQuad);
+                const auto texture = static_cast<float>(g.textureStride);
+                ASSERT_NEAR(static_cast<float>(in.x) + clear.left * texture, out.x, 0.01);
+                ASSERT_NEAR(static_cast<float>(in.x) + clear.right * texture, out.x + out.w, 0.01);
+                // The whole margin before the block, and no less than the block behind it: the rest
+                // is what rounding to whole groups of 32 leaves.
+                ASSERT_LE(in.x, std::max(0, out.x - margin));
+                ASSERT_LE(in.y, std::max(0, out.y - margin));
+                ASSERT_GE(in.x + in.w, std::min(g.imageWidth, out.x + out.w));
+                ASSERT_GE(in.y + in.h, std::min(g.imageHeight, out.y + out.h));
+                // The reduced picture's part is the same place again.
+                const Span part = SpanOf(block.reducedQuad);
+                const float region = SpanOf(block.reduceQuad).right * texture;
+                ASSERT_NEAR(part.left * region, clear.left * texture, 0.01);
+                ASSERT_NEAR(part.right * region, clear.right * texture, 0.01);
+            }
+        }
+        if (HasFailure()) return;
+    }
+}
+
+TEST(BlockPlan, MarginsStayInTheTextureForAnyCrop) {
+    std::mt19937 random(11);
+    const auto fraction = [&] { return static_cast<float>(random() % 1001) / 1000.0F; };
+    for (CaptureGeometry g : ManyGeometries()) {
+        g.blockWidth = g.textureStride;
+        const CropRect crop = {fraction(), fraction(), std::max(0.001F, fraction()),
+                               std::max(0.001F, fraction())};
+        const MarginPlan plan(g, crop, 32);
+        for (int i = 0; i < plan.blockCount(); ++i) {
+            const CaptureBlock block = plan.block(i);
+            for (const QuadCoords& quad :
+                 {block.textureQuad, block.reduceQuad, block.reducedQuad}) {
+                const Span span = SpanOf(quad);
+                ASSERT_TRUE(span.left >= 0.0F && span.left <= span.right && span.right <= 1.001F);
+                ASSERT_TRUE(span.top >= 0.0F && span.top <= span.bottom && span.bottom <= 1.001F);
+            }
+        }
+    }
+}
+
+TEST(BlockPlan, OverlapsAreCoveredByOneOfTheTwoBlocks) {
+    std::mt19937 random(5);
+    for (const CaptureGeometry& g : ManyGeometries()) {
+        const int halfX = static_cast<int>(random() % 60) * 2;
+        const int halfY = static_cast<int>(random() % 90);
+        SCOPED_TRACE(Describe(g) + " overlap " + std::to_string(halfX));
+        const OverlapPlan plan(g, halfX, halfY);
+        if (g.blockWidth <= 2 * halfX || g.blockHeight <= 2 * halfY) {
+            EXPECT_EQ(plan.blockCount(), 0) << "the overlap takes the whole block";
+            continue;
+        }
+        ExpectCoverage(plan, g, halfX, halfY);
+        if (HasFailure()) return;
+    }
+}
+
+TEST(BlockPlan, TilesAreTheImageCutUp) {
+    const TilePlan plan({4000, 3000, 768, 480, 768});
+    EXPECT_EQ(plan.columns(), 6);
+    EXPECT_EQ(plan.rows(), 7);
+    EXPECT_EQ(plan.block(41).output, (Rect{3840, 2880, 160, 120}));
+    EXPECT_EQ(TilePlan({20, 10, 20, 10, 20}).blockCount(), 1);
+}
+
+TEST(BlockPlan, CellBlocksBeginAtTheirCellsAndHoldTheColoursOfThem) {
+    std::mt19937 random(9);
+    for (int i = 0; i < 3000; ++i) {
+        const int width = 2 + static_cast<int>(random() % 3000);
+        const int height = 2 + static_cast<int>(random() % 3000);
+        const float cell = 1.0F + static_cast<float>(random() % 10000) / 100.0F;
+        const CropRect crop = i % 2 == 0 ? CropRect{} : CropRect{0.1F, 0.3F, 0.5F, 0.25F};
+        const int side = CellPlan::textureSide(cell);
+        const CellPlan plan({width, height, side, side, side}, crop, cell);
+        SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height) + " cell " +
+                     std::to_string(cell));
+        int covered = 0;
+        for (int column = 0; column < plan.columns(); ++column) {
+            const CaptureBlock block = plan.block(column);
+            ASSERT_EQ(block.output.x, covered);
+            covered += block.output.w;
+            ASSERT_TRUE(block.output.w > 0 && block.output.w <= side);
+            const float first = 16.0F * static_cast<float>(column) * cell;
+            ASSERT_GE(static_cast<float>(block.output.x), first - 0.51F);
+            ASSERT_LE(static_cast<float>(block.output.x), first + 1.51F);
+            // The centres of the first cell and of the one beyond the last, as the crop shows them,
+            // lie in what is fetched, with a pixel on each side.
+            const float shown = cell * crop.w;
+            const float start = static_cast<float>(width) * crop.x + first * crop.w;
+            ASSERT_LE(static_cast<float>(block.source.x), start + 0.5F * shown - 1.0F);
+            ASSERT_GE(static_cast<float>(block.source.x + block.source.w),
+                      start + 16.5F * shown + 1.0F);
+            ASSERT_LE(block.source.w, side);
+            // The first texel of the reduced picture has the first centre for its own.
+            const Span reduce = SpanOf(block.reduceQuad);
+            const auto texels = static_cast<float>(side);
+            const float sample = reduce.left + (reduce.right - reduce.left) * 0.5F / texels;
+            ASSERT_NEAR(static_cast<float>(block.source.x) + sample * texels, start + 0.5F * shown,
+                        0.02);
+        }
+        ASSERT_EQ(covered, width);
+    }
+    EXPECT_EQ(CellPlan::textureSide(0.99F), 0);
+    EXPECT_EQ(CellPlan::textureSide(-5.0F), 0);
+    EXPECT_EQ(CellPlan::textureSide(std::nanf("")), 0);
+    EXPECT_EQ(CellPlan::textureSide(1.0e9F), 0);
+    EXPECT_EQ(CellPlan({100, 100, 64, 64, 64}, CropRect{}, 0.5F).blockCount(), 0);
 }
 
 TEST(BlockPlan, FetchesWithoutACropFromWhereItWrites) {

@@ -44,6 +44,7 @@ using testing_support::LogCapture;
 using testing_support::PixelEffect;
 using testing_support::Preview;
 using testing_support::Rgb;
+using testing_support::ShareApart;
 using testing_support::Source;
 
 using Bytes = std::vector<unsigned char>;
@@ -234,13 +235,7 @@ class ColorEffects : public testing::Test {
 
 // Three levels on nearly all samples; curves and gains stretch the roundings of the few others.
 void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected) {
-    constexpr int kClose = 3;
-    std::size_t outside = 0;
-    for (std::size_t i = 0; i < actual.size(); ++i) {
-        if (std::abs(actual.data()[i] - expected.data()[i]) > kClose) ++outside;
-    }
-    EXPECT_LE(static_cast<double>(outside), 0.005 * static_cast<double>(actual.size()))
-        << Compare(actual, expected).where;
+    EXPECT_LE(ShareApart(actual, expected), 0.005) << Compare(actual, expected).where;
 }
 
 // Preview as a whole, capture in one block and in many.
@@ -332,8 +327,9 @@ TEST_F(ColorEffects, SplitToningTonesShadowsAndHighlightsApart) {
     for (const int place : {0, 37, 100}) {
         SCOPED_TRACE(place);
         const auto key = GEShaderSplitToningCM::TonesAt(place);
-        const std::array<double, 4> tones = {double{key[0]}, double{key[1]}, double{key[2]},
-                                             double{key[3]}};
+        const std::array<double, 4> tones = {
+            static_cast<double>(key[0]), static_cast<double>(key[1]), static_cast<double>(key[2]),
+            static_cast<double>(key[3])};
         const auto tone = [tones](Yuv& c) {
             const double bright = std::pow(c.y, 0.6);
             c.u = tones[2] + (tones[0] - tones[2]) * bright;

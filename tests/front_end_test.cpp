@@ -29,8 +29,26 @@ TEST(BlockSize, FitsThePictureAndTheGpuForAnySize) {
             return 1 + static_cast<int>(random() % static_cast<unsigned>(bound)) % 65500;
         };
         const posteffect::Size picture = {side(), side()};
-        const posteffect::Size block = posteffect::ChooseBlockSize(picture);
         SCOPED_TRACE(std::to_string(picture.width) + "x" + std::to_string(picture.height));
+        const posteffect::Size third =
+            posteffect::ChooseBlockSize(picture, posteffect::StillBlocks::kThird);
+        EXPECT_EQ(third.width % 32, 0);
+        EXPECT_EQ(third.height % 2, 0);
+        EXPECT_GE(third.width, 960);
+        EXPECT_GE(third.width * 3, picture.width);
+        EXPECT_TRUE(third.height == 16384 || (third.height + 2) * 3 >= picture.height);
+        if (std::max(picture.width, picture.height) <= 16384) {
+            using posteffect::StillBlocks;
+            // A mirror's fold runs through each block.
+            EXPECT_GE(ChooseBlockSize(picture, StillBlocks::kFold).width, picture.width);
+            EXPECT_GE(ChooseBlockSize(picture, StillBlocks::kFold, true).height, picture.height);
+            const posteffect::Size whole = ChooseBlockSize(picture, StillBlocks::kWhole);
+            EXPECT_GE(whole.width, picture.width);
+            const bool large = double{1} * picture.width * picture.height > 16 << 20;
+            EXPECT_TRUE(large || whole.height >= picture.height);
+        }
+        const posteffect::Size block =
+            posteffect::ChooseBlockSize(picture, posteffect::StillBlocks::kAny);
         EXPECT_EQ(block.width % 32, 0);
         EXPECT_EQ(block.height % 2, 0);
         EXPECT_GE(block.width, 32);

@@ -113,9 +113,11 @@ TEST(Service, AnswersEveryCallInEveryStateWithAStatusAndLeavesFramesAlone) {
     EXPECT_EQ(service->setParameters(android::String8(";;=;GPU-effect;=4;x")), 0);
     EXPECT_EQ(service->handleCapture(64, 48, -1, image.data(), 0, uv), 0);
 
-    EXPECT_EQ(service->setParameters(android::String8("GPU-effect=2")), 0);
-    EXPECT_EQ(service->handlePreview(-1, image.data(), 0), 2) << "an effect that is not there";
+    setenv("POSTEFFECT_SYSROOT", "/nowhere", 1);
+    EXPECT_EQ(service->setParameters(android::String8("GPU-effect=5")), 0);
+    EXPECT_EQ(service->handlePreview(-1, image.data(), 0), 2) << "its files are not there";
     EXPECT_EQ(service->handleCapture(64, 48, -1, image.data(), 0, uv), 3);
+    unsetenv("POSTEFFECT_SYSROOT");
 
     EXPECT_EQ(service->setParameters(android::String8(kVignette)), 0);
     for (const auto& [w, h] : {std::pair{0, 0},

@@ -35,10 +35,11 @@ struct Raw {
     ListOptions list;
 };
 
-std::vector<std::string> AvailableEffects() {
+std::vector<std::string> EffectNames() {
     std::vector<std::string> nicks;
+    nicks.reserve(kEffectCount);
     for (const EffectInfo& effect : kEffects) {
-        if (effect.available) nicks.emplace_back(effect.nick);
+        nicks.emplace_back(effect.nick);
     }
     return nicks;
 }
@@ -46,7 +47,6 @@ std::vector<std::string> AvailableEffects() {
 void DeclareEffectOptions(CLI::App& app, RawPhoto& raw) {
     std::map<std::string, std::string> helps;
     for (const EffectInfo& effect : kEffects) {
-        if (!effect.available) continue;
         for (const EffectOption& option : effect.options) {
             std::string& help = helps[option.name];
             if (!help.empty()) help += "; ";
@@ -73,7 +73,7 @@ void DeclarePhoto(CLI::App& app, Raw& all) {
     app.add_option("OUT", raw.output, "the JPEG file to write; - is standard output")
         ->type_name("")
         ->required();
-    app.add_option("-e,--effect", raw.effect, "the effect: " + JoinNames(AvailableEffects(), "or"))
+    app.add_option("-e,--effect", raw.effect, "the effect: " + JoinNames(EffectNames(), "or"))
         ->type_name("NAME")
         ->required();
     DeclareEffectOptions(app, raw);
@@ -94,17 +94,13 @@ void DeclarePhoto(CLI::App& app, Raw& all) {
 
 void DeclareList(CLI::App& app, Raw& raw) {
     app.add_flag("--json", raw.list.json, "as JSON");
-    app.add_flag("--all", raw.list.all, "also the effects that are not part of this release");
 }
 
 const EffectInfo& FindEffect(const std::string& nick) {
     for (const EffectInfo& effect : kEffects) {
-        if (nick != effect.nick) continue;
-        if (effect.available) return effect;
-        throw Failure(kExitWrongUse, "--effect " + nick,
-                      "not part of this release: choose " + JoinNames(AvailableEffects(), "or"));
+        if (nick == effect.nick) return effect;
     }
-    const std::string nearest = NearestName(nick, AvailableEffects());
+    const std::string nearest = NearestName(nick, EffectNames());
     throw Failure(kExitWrongUse, "--effect " + nick,
                   nearest.empty() ? "no such effect: posteffect list names them"
                                   : "no such effect: did you mean " + nearest + "?");

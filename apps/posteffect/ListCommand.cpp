@@ -17,12 +17,10 @@ std::string Padded(std::string text, std::size_t width) {
     return text;
 }
 
-std::string PlainList(bool all) {
+std::string PlainList() {
     std::string text;
     for (const EffectInfo& effect : kEffects) {
-        if (!effect.available && !all) continue;
-        text += Padded(effect.nick, 20) + effect.summary;
-        text += effect.available ? "\n" : " (not part of this release)\n";
+        text += Padded(effect.nick, 20) + effect.summary + "\n";
         for (const EffectOption& option : effect.options) {
             text += Padded("  --" + std::string(option.name) + " " + ValueName(option), 20) +
                     option.help + " (" + option.unit + "; " + RangeText(option) + ", default " +
@@ -33,7 +31,7 @@ std::string PlainList(bool all) {
 }
 
 nlohmann::ordered_json OptionJson(const EffectOption& option) {
-    const bool point = option.target == OptionTarget::kCenter;
+    const bool point = IsPoint(option);
     nlohmann::ordered_json json;
     json["name"] = option.name;
     if (option.choices) {
@@ -56,15 +54,13 @@ nlohmann::ordered_json OptionJson(const EffectOption& option) {
     return json;
 }
 
-std::string JsonList(bool all) {
+std::string JsonList() {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const EffectInfo& effect : kEffects) {
-        if (!effect.available && !all) continue;
         nlohmann::ordered_json json;
         json["effect"] = effect.nick;
         json["name"] = effect.name;
         json["summary"] = effect.summary;
-        json["available"] = effect.available;
         json["crop"] = effect.cropsStills;
         json["options"] = nlohmann::ordered_json::array();
         for (const EffectOption& option : effect.options) {
@@ -78,7 +74,7 @@ std::string JsonList(bool all) {
 }  // namespace
 
 int RunList(const ListOptions& options) {
-    return WriteStandardOutput(options.json ? JsonList(options.all) : PlainList(options.all));
+    return WriteStandardOutput(options.json ? JsonList() : PlainList());
 }
 
 }  // namespace posteffect

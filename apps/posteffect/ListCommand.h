@@ -5,7 +5,6 @@ namespace posteffect {
 
 struct ListOptions {
     bool json = false;
-    bool all = false;  // also effects that are not part of this release
 };
 
 // Writes the list to standard output. The exit code.

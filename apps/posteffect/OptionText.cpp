@@ -44,10 +44,6 @@ std::string NumberText(double number) {
     return text;
 }
 
-bool IsPoint(const EffectOption& option) {
-    return option.target == OptionTarget::kCenter;
-}
-
 OptionValue ParseChoice(const EffectOption& option, const std::string& text) {
     const std::vector<std::string> choices = Choices(option);
     const auto found = std::find(choices.begin(), choices.end(), text);

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "apps/common/ServiceSession.h"
 #include "apps/posteffect/BlockSize.h"
 #include "apps/posteffect/Failure.h"
+#include "apps/posteffect/Orientation.h"
 
 namespace posteffect {
 namespace {
@@ -88,18 +90,84 @@ Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, 
                 ": choose smaller ones with --block"};
 }
 
+// Folds top over bottom.
+bool IsPortraitFold(const PhotoFilter& filter) {
+    return filter.effect->number == kEffectMirror && filter.values[0].x == 0.0;
+}
+
+// The mirror folds about the middle of a buffer whose rows are whole units of 32 pixels: with as
+// much more on either side, that is the middle of the picture.
+SidePadding FoldPadding(const PhotoFilter& filter, Size picture) {
+    if (filter.effect->number != kEffectMirror || IsPortraitFold(filter)) return {};
+    constexpr int kRowUnit = 32;
+    const int width = RoundUp(picture.width, 2);
+    const int missing = RoundUp(width, kRowUnit) - width;
+    const int left = missing / 4 * 2;
+    return {left, missing - left};
+}
+
+// The index of the effect's band angle among its options, or none.
+std::optional<std::size_t> AngleIndex(const EffectInfo& effect) {
+    for (std::size_t i = 0; i < effect.options.count; ++i) {
+        if (effect.options.first[i].target == OptionTarget::kBandAngle) return i;
+    }
+    return std::nullopt;
+}
+
+// A dot smaller than a pixel is none.
+void CheckCellRows(const PhotoFilter& filter, Size picture) {
+    for (std::size_t i = 0; i < filter.values.size(); ++i) {
+        const EffectOption& option = filter.effect->options.first[i];
+        if (option.target != OptionTarget::kCellRows || filter.values[i].x <= picture.height) {
+            continue;
+        }
+        throw Failure(kExitWrongUse, std::string("--") + option.name,
+                      "more rows of dots than rows of pixels, of which there are " +
+                          std::to_string(picture.height) + ": choose fewer, or a larger picture");
+    }
+}
+
+// An upright band is the level one of the picture lying on its side.
+bool HasUprightBand(const PhotoFilter& filter) {
+    const auto angle = AngleIndex(*filter.effect);
+    if (!angle || filter.values[*angle].x == 0.0) return false;
+    if (std::abs(filter.values[*angle].x) == 90.0) return true;
+    throw Failure(kExitWrongUse, "--angle", "of a still is 0 (level) or 90 (upright)");
+}
+
+PhotoFilter LyingOnItsSide(PhotoFilter filter) {
+    for (std::size_t i = 0; i < filter.values.size(); ++i) {
+        if (IsPoint(filter.effect->options.first[i])) {
+            std::swap(filter.values[i].x, filter.values[i].y);
+        }
+    }
+    filter.values[*AngleIndex(*filter.effect)] = {};
+    if (filter.block) std::swap(filter.block->width, filter.block->height);
+    return filter;
+}
+
 }  // namespace
 
 void FilterPhoto(const std::string& name, const PhotoFilter& filter, YuvPicture* picture) {
-    const Size size = picture->size();
-    const Size block = filter.block ? *filter.block : ChooseBlockSize(size);
-    SemiPlanarFrame frame = ToSemiPlanar(*picture);
+    if (HasUprightBand(filter)) {
+        constexpr int kTransposed = 5;  // as EXIF counts orientations
+        TurnUpright(picture, kTransposed);
+        FilterPhoto(name, LyingOnItsSide(filter), picture);
+        TurnUpright(picture, kTransposed);
+        return;
+    }
+    CheckCellRows(filter, picture->size());
+    const SidePadding padding = FoldPadding(filter, picture->size());
+    SemiPlanarFrame frame = ToSemiPlanar(*picture, padding);
+    const Size block = filter.block ? *filter.block
+                                    : ChooseBlockSize(frame.size, filter.effect->stillBlocks,
+                                                      IsPortraitFold(filter));
     // Faults are told in one line of our own; the library's lines are for those who ask for them.
     setenv("POSTEFFECT_LOG", "none", 0);
     ServiceSession session;
     const int status = Capture(session, filter, block, &frame);
     if (status != kPostEffectOk) throw Explain(name, filter, block, status, session);
-    FromSemiPlanar(frame, picture);
+    FromSemiPlanar(frame, picture, padding);
 }
 
 }  // namespace posteffect

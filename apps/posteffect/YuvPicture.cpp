@@ -6,34 +6,52 @@
 
 namespace posteffect {
 
-SemiPlanarFrame ToSemiPlanar(const YuvPicture& picture) {
+namespace {
+
+// Repeats the `unit` bytes at both ends of what lies from `left` for `length` bytes over the rest
+// of a row of `width` bytes.
+void PadRow(std::uint8_t* row, std::size_t left, std::size_t length, std::size_t width,
+            std::size_t unit) {
+    for (std::size_t x = left; x > 0; x -= unit) std::memcpy(row + x - unit, row + left, unit);
+    const std::uint8_t* last = row + left + length - unit;
+    for (std::size_t x = left + length; x < width; x += unit) std::memcpy(row + x, last, unit);
+}
+
+}  // namespace
+
+SemiPlanarFrame ToSemiPlanar(const YuvPicture& picture, SidePadding padding) {
     const Plane& luma = picture.y;
     SemiPlanarFrame frame;
-    frame.size = {RoundUp(luma.width, 2), RoundUp(luma.height, 2)};
+    frame.size = {RoundUp(luma.width, 2) + padding.left + padding.right, RoundUp(luma.height, 2)};
     frame.bytes.resize(frame.lumaBytes() / 2 * 3);
 
     const auto width = static_cast<std::size_t>(frame.size.width);
+    const auto left = static_cast<std::size_t>(padding.left);
+    const auto columns = static_cast<std::size_t>(luma.width);
     std::uint8_t* out = frame.bytes.data();
     for (int y = 0; y < frame.size.height; ++y, out += width) {
         if (y == luma.height) {
             std::memcpy(out, out - width, width);
             continue;
         }
-        std::memcpy(out, luma.row(y), static_cast<std::size_t>(luma.width));
-        if (luma.width < frame.size.width) out[luma.width] = out[luma.width - 1];
+        std::memcpy(out + left, luma.row(y), columns);
+        PadRow(out, left, columns, width, 1);
     }
     libyuv::MergeUVPlane(picture.v.row(0), picture.v.stride, picture.u.row(0), picture.u.stride,
-                         out, frame.size.width, picture.u.width, picture.u.height);
+                         out + left, frame.size.width, picture.u.width, picture.u.height);
+    for (int y = 0; y < picture.u.height; ++y, out += width) {
+        PadRow(out, left, static_cast<std::size_t>(picture.u.width) * 2, width, 2);
+    }
     return frame;
 }
 
-void FromSemiPlanar(const SemiPlanarFrame& frame, YuvPicture* picture) {
+void FromSemiPlanar(const SemiPlanarFrame& frame, YuvPicture* picture, SidePadding padding) {
     Plane& luma = picture->y;
-    libyuv::CopyPlane(frame.bytes.data(), frame.size.width, luma.row(0), luma.stride, luma.width,
-                      luma.height);
-    libyuv::SplitUVPlane(frame.bytes.data() + frame.lumaBytes(), frame.size.width,
-                         picture->v.row(0), picture->v.stride, picture->u.row(0), picture->u.stride,
-                         picture->u.width, picture->u.height);
+    const std::uint8_t* first = frame.bytes.data() + padding.left;
+    libyuv::CopyPlane(first, frame.size.width, luma.row(0), luma.stride, luma.width, luma.height);
+    libyuv::SplitUVPlane(first + frame.lumaBytes(), frame.size.width, picture->v.row(0),
+                         picture->v.stride, picture->u.row(0), picture->u.stride, picture->u.width,
+                         picture->u.height);
 }
 
 }  // namespace posteffect

@@ -53,10 +53,16 @@ struct SemiPlanarFrame {
     }
 };
 
+// Columns more on each side, which repeat the outermost; even numbers.
+struct SidePadding {
+    int left = 0;
+    int right = 0;
+};
+
 // Odd sizes are padded with one replicated column or row.
-SemiPlanarFrame ToSemiPlanar(const YuvPicture& picture);
+SemiPlanarFrame ToSemiPlanar(const YuvPicture& picture, SidePadding padding = {});
 
 // Copies the frame back into the picture that it was made from, without the padding.
-void FromSemiPlanar(const SemiPlanarFrame& frame, YuvPicture* picture);
+void FromSemiPlanar(const SemiPlanarFrame& frame, YuvPicture* picture, SidePadding padding = {});
 
 }  // namespace posteffect

@@ -16,6 +16,8 @@ class CaptureImage {
 
     // Smooth gradients with fine noise, every value in gamut: what a photograph is like.
     void FillNatural(unsigned seed);
+    // The same with fields of two brightnesses, for edges.
+    void FillScene(unsigned seed);
     void FillFlat(uint8_t luma, uint8_t v, uint8_t u);
 
     int width() const { return m_width; }

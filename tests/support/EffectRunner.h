@@ -73,7 +73,9 @@ CaptureImage Capture(const CaptureImage& image, int blockWidth, int blockHeight,
     EXPECT_TRUE(InitEffect(effect, source, true));
     prepare(effect);
     CaptureImage result(image.width(), image.height());
-    EXPECT_TRUE(effect.ProcFrame(nullptr, result.data(), image.width(), image.height()));
+    auto* planes = const_cast<unsigned char*>(image.data());  // read only
+    EXPECT_TRUE(effect.ProcFrame(planes, planes + image.chromaOffset(), result.data(),
+                                 image.width(), image.height()));
     return result;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 namespace testing_support {
@@ -18,12 +19,64 @@ uint8_t Byte(double value) {
     return static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0));
 }
 
+}  // namespace
+
 Rgb ToRgb(double y, double v, double u) {
     return {y + 1.402 * (v - 0.5), y - 0.714 * (v - 0.5) - 0.344 * (u - 0.5),
             y + 1.772 * (u - 0.5)};
 }
 
-}  // namespace
+TextureModel::TextureModel(int width, int height, std::vector<Texel> texels)
+    : m_width(width), m_height(height), m_texels(std::move(texels)) {
+    for (Texel& texel : m_texels) {
+        for (double& channel : texel) channel = Stored(channel);
+    }
+}
+
+TextureModel::TextureModel(const CaptureImage& image)
+    : m_width(image.width()), m_height(image.height()) {
+    for (int y = 0; y < m_height; ++y) {
+        for (int x = 0; x < m_width; ++x) {
+            m_texels.push_back({image.luma(x, y) / 255.0, image.chroma(x, y, 0) / 255.0,
+                                image.chroma(x, y, 1) / 255.0});
+        }
+    }
+}
+
+TextureModel TextureModel::LumaPlane(const CaptureImage& image) {
+    return TextureModel(image);
+}
+
+TextureModel TextureModel::ChromaPlane(const CaptureImage& image) {
+    std::vector<Texel> texels;
+    for (int y = 0; y < image.height() / 2; ++y) {
+        for (int x = 0; x < image.width() / 2; ++x) {
+            texels.push_back({0.0, image.chroma(2 * x, 2 * y, 0) / 255.0,
+                              image.chroma(2 * x, 2 * y, 1) / 255.0});
+        }
+    }
+    return {image.width() / 2, image.height() / 2, std::move(texels)};
+}
+
+TextureModel::Texel TextureModel::At(double s, double t, Wrap wrap) const {
+    const auto index = [wrap](int i, int count) {
+        return wrap == kClamp ? std::clamp(i, 0, count - 1) : ((i % count) + count) % count;
+    };
+    const double x = s * m_width - 0.5;
+    const double y = t * m_height - 0.5;
+    const int left = static_cast<int>(std::floor(x));
+    const int top = static_cast<int>(std::floor(y));
+    Texel sum{};
+    for (int i = 0; i < 4; ++i) {
+        const int column = left + i % 2;
+        const int row = top + i / 2;
+        const double weight = (1.0 - std::abs(x - column)) * (1.0 - std::abs(y - row));
+        const Texel& texel = m_texels[static_cast<std::size_t>(index(row, m_height) * m_width +
+                                                               index(column, m_width))];
+        for (std::size_t c = 0; c < 3; ++c) sum[c] += weight * texel[c];
+    }
+    return sum;
+}
 
 CaptureImage ApplyModel(const CaptureImage& image, const PixelEffect& effect) {
     const int width = image.width();
@@ -67,6 +120,15 @@ PixelEffect VignetteModel(double centerX, double centerY, double radius, double 
         const double light = 1.0 - edge * edge * (3.0 - 2.0 * edge);
         return {color[0] * light, color[1] * light, color[2] * light};
     };
+}
+
+double ShareApart(const CaptureImage& actual, const CaptureImage& expected) {
+    constexpr int kClose = 3;
+    std::size_t outside = 0;
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+        if (std::abs(actual.data()[i] - expected.data()[i]) > kClose) ++outside;
+    }
+    return static_cast<double>(outside) / static_cast<double>(actual.size());
 }
 
 Difference Compare(const CaptureImage& actual, const CaptureImage& expected) {

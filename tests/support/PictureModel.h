@@ -5,6 +5,7 @@
 #include <array>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "tests/support/CaptureImage.h"
 
@@ -14,6 +15,30 @@ using Rgb = std::array<double, 3>;  // 0..1
 
 // An effect that is a function of the pixel and its place (fractions of width and height).
 using PixelEffect = std::function<Rgb(const Rgb& color, double s, double t)>;
+
+Rgb ToRgb(double y, double v, double u);
+
+// A texture of 8-bit (Y, V, U) texels, sampled linearly.
+class TextureModel {
+  public:
+    enum Wrap { kClamp, kRepeat };
+    using Texel = std::array<double, 3>;  // 0..1
+
+    explicit TextureModel(const CaptureImage& image);
+    TextureModel(int width, int height, std::vector<Texel> texels);
+    // One of the picture's planes, its chroma at its own size.
+    static TextureModel LumaPlane(const CaptureImage& image);
+    static TextureModel ChromaPlane(const CaptureImage& image);
+
+    int width() const { return m_width; }
+    int height() const { return m_height; }
+    Texel At(double s, double t, Wrap wrap = kClamp) const;
+
+  private:
+    int m_width;
+    int m_height;
+    std::vector<Texel> m_texels;
+};
 
 // The picture through the effect and back to YUV 4:2:0. Even sizes.
 CaptureImage ApplyModel(const CaptureImage& image, const PixelEffect& effect);
@@ -28,6 +53,9 @@ struct Difference {
     double lumaMeanSigned = 0.0;
     std::string where;  // of the largest luma difference
 };
+
+// How many of the samples lie more than three levels apart, 0..1.
+double ShareApart(const CaptureImage& actual, const CaptureImage& expected);
 
 Difference Compare(const CaptureImage& actual, const CaptureImage& expected);
 

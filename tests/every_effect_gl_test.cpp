@@ -1,0 +1,133 @@
+// What must hold for each of the effects alike.
+#include <gtest/gtest.h>
+#include <posteffect/EffectCatalog.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/EffectTable.h"
+#include "engine/GEManager.h"
+#include "gl/DebugOutput.h"
+#include "gl/GECommon.h"
+#include "tests/support/CaptureImage.h"
+#include "tests/support/EffectRunner.h"
+#include "tests/support/GLObjectCount.h"
+
+namespace {
+
+using posteffect::kEffects;
+using testing_support::CaptureImage;
+using testing_support::InitEffect;
+using testing_support::LiveGLObjects;
+using testing_support::Source;
+
+class EveryEffect : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
+    }
+    void TearDown() override {
+        EXPECT_EQ(ReportedGLErrors(), 0U);
+        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
+    }
+
+    GEManager m_manager;
+};
+
+// Values far outside their ranges, points outside the picture and points that coincide.
+constexpr int kParameters[][8] = {
+    {50, 0, 0, 0, 480, 272, 720, 272},
+    {0, 0, 0, 0, 0, 0, 0, 0},
+    {100, 0, 0, 0, 2000, -3000, 2000, -3000},
+    {-2000000000, 0, 0, 0, 2147483647, -2147483647, -5, 7},
+};
+
+struct Crop {
+    float x, y, w, h;
+};
+constexpr Crop kCrops[] = {
+    {0.0F, 0.0F, 1.0F, 1.0F},   {0.0F, 0.0F, 0.0F, 0.0F}, {0.25F, 0.3F, 0.5F, 0.4F},
+    {0.99F, 0.99F, 1.0F, 1.0F}, {0.5F, 0.5F, 1.0F, 1.0F}, {0.3F, 0.0F, 0.001F, 0.001F},
+    {-1.0F, 0.0F, 0.5F, 0.5F},
+};
+
+TEST_F(EveryEffect, StaysWithinItsMemoryWhateverItIsGiven) {
+    const struct {
+        int width, height, blockWidth, blockHeight;
+    } sizes[] = {
+        {2, 2, 64, 64},       {20, 20, 130, 98},   {34, 18, 64, 64},      {62, 30, 176, 144},
+        {642, 482, 176, 144}, {1000, 750, 96, 80}, {1002, 752, 640, 480}, {333, 201, 160, 130},
+        {2870, 40, 720, 480}, {64, 2000, 32, 2},
+    };
+    std::size_t run = 0;
+    std::size_t refused = 0;
+    for (const auto& size : sizes) {
+        CaptureImage image(size.width, size.height);
+        image.FillNatural(2);
+        for (const auto& effect : kEffects) {
+            if (effect.number == 0) continue;
+            // Each effect meets each size, with the parameters and crops in turn.
+            const auto& p = kParameters[run % std::size(kParameters)];
+            const Crop& crop = kCrops[run % std::size(kCrops)];
+            SCOPED_TRACE(std::string(effect.nick) + " " + std::to_string(size.width) + " in " +
+                         std::to_string(size.blockWidth) + " run " + std::to_string(run));
+            ++run;
+            Source source(image, size.blockWidth, size.blockHeight);
+            const std::unique_ptr<GEShader> shader(
+                CreateEffect(static_cast<unsigned>(effect.number)));
+            ASSERT_TRUE(InitEffect(*shader, source, true));
+            shader->SetParam(0, p[0], p[1], p[2], p[3]);
+            shader->SetParam(1, p[4], p[5], p[6], p[7]);
+            shader->SetCrop(crop.x, crop.y, crop.w, crop.h);
+            CaptureImage out(size.width, size.height);
+            const std::vector<uint8_t> before = out.bytes();
+            const int result = shader->ProcFrame(image.data(), image.data() + image.chromaOffset(),
+                                                 out.data(), size.width, size.height);
+            if (result == 0) {
+                ++refused;
+                EXPECT_EQ(out.bytes(), before);
+            }
+        }
+    }
+    // Cells of less than a pixel, blocks smaller than two margins, overlaps larger than a block.
+    EXPECT_LT(refused, run / 8);
+}
+
+TEST_F(EveryEffect, DrawsTheSameWhicheverEffectWasThereBefore) {
+    CaptureImage image(64, 48);
+    image.FillScene(3);
+    Source source(image, 64, 48);
+    const android::sp<android::GraphicBuffer> buffer(new android::GraphicBuffer(64, 48, 1, 0x130));
+    ASSERT_TRUE(m_manager.Init(buffer->getNativeBuffer(), 64, 48, 0, 0, 0, 64, 48, &source));
+    const auto draw = [&](int number) {
+        EXPECT_TRUE(m_manager.ChooseEffect(static_cast<unsigned>(number), 0));
+        m_manager.SetParam(0, 60, 0, 0, 0);
+        m_manager.SetParam(1, 480, 272, 720, 272);
+        m_manager.SetCrop(0.0F, 0.0F, 1.0F, 1.0F);
+        source.convertRect(nullptr, 0, 0, 0, 0, 0, 0);
+        EXPECT_TRUE(m_manager.ProcFrame(0U, 0U, 0, 0));
+        CaptureImage result(64, 48);
+        m_manager.MemcpyYUV(result.data(), result.data() + result.chromaOffset());
+        return result.bytes();
+    };
+    constexpr int kCount = static_cast<int>(posteffect::kEffectCount);
+    std::vector<std::vector<uint8_t>> fresh(kCount);
+    for (int number = 1; number < kCount; ++number) {
+        m_manager.ChooseEffect(0, 0);
+        fresh[static_cast<std::size_t>(number)] = draw(number);
+    }
+    const int live = LiveGLObjects();
+    for (int before = 1; before < kCount; ++before) {
+        for (int number = 1; number < kCount; ++number) {
+            draw(before);
+            EXPECT_EQ(draw(number), fresh[static_cast<std::size_t>(number)])
+                << kEffects[static_cast<std::size_t>(number)].nick << " after "
+                << kEffects[static_cast<std::size_t>(before)].nick;
+        }
+    }
+    EXPECT_EQ(LiveGLObjects(), live);
+    m_manager.Deinit();
+}
+
+}  // namespace

@@ -1,0 +1,308 @@
+// Fisheye, dots and mirror against their maths on the CPU.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "effects/Dots.h"
+#include "effects/Fisheye.h"
+#include "effects/Mirror.h"
+#include "engine/GEManager.h"
+#include "gl/DebugOutput.h"
+#include "gl/GECommon.h"
+#include "platform/DevicePath.h"
+#include "tests/support/CaptureImage.h"
+#include "tests/support/EffectRunner.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/PictureModel.h"
+
+namespace {
+
+using testing_support::ApplyModel;
+using testing_support::Capture;
+using testing_support::CaptureImage;
+using testing_support::Compare;
+using testing_support::InitEffect;
+using testing_support::LogCapture;
+using testing_support::PixelEffect;
+using testing_support::Preview;
+using testing_support::Rgb;
+using testing_support::ShareApart;
+using testing_support::Source;
+using testing_support::TextureModel;
+using testing_support::ToRgb;
+
+class GeometryEffects : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
+    }
+    void TearDown() override {
+        EXPECT_EQ(ReportedGLErrors(), 0U);
+        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
+    }
+
+    GEManager m_manager;
+};
+
+void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected) {
+    EXPECT_LE(ShareApart(actual, expected), 0.005) << Compare(actual, expected).where;
+}
+
+CaptureImage Scene(int width, int height) {
+    CaptureImage image(width, height);
+    image.FillScene(6);
+    return image;
+}
+
+void Whole(GEShader& effect) {
+    effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F);
+}
+
+// Where the pixel at (s, t) comes from: the edges of the picture lie on an ellipse in each quarter
+// round the centre, and the strength bends the way there.
+std::array<double, 2> FisheyePlace(double s, double t, double cx, double cy, double strength) {
+    const double x = s - cx;
+    const double y = t - cy;
+    const double a = x < 0 ? cx : 1.0 - cx;
+    const double b = y < 0 ? cy : 1.0 - cy;
+    const double rr = std::hypot(x, y);
+    const double edge = rr / std::sqrt(x * x / (a * a) + y * y / (b * b));
+    const double f = strength - 1.0;
+    double r = 0.0;
+    if (f > 0.0) {
+        const double growth =
+            rr * rr * f * 2.0 / (1.0 + std::pow(std::max(0.0, rr - 0.7), 1.6) * 15.0);
+        r = (1.0 + growth * 1.5 + growth * rr * rr) * (1.0 - std::sqrt(f) * 0.72);
+    } else {
+        r = edge * std::pow(rr / edge, strength) / rr;
+    }
+    return {x * r + cx, y * r + cy};
+}
+
+PixelEffect FisheyeModel(const CaptureImage& image, double cx, double cy, int parameter,
+                         bool capture) {
+    const double strength = 0.6 + parameter * 0.012;
+    return [=, frame = TextureModel(image), chroma = TextureModel::ChromaPlane(image)](
+               const Rgb&, double s, double t) {
+        const auto place = FisheyePlace(s, t, cx, cy, strength);
+        if (!capture) {
+            const auto texel = frame.At(place[0], place[1]);
+            return ToRgb(texel[0], texel[1], texel[2]);
+        }
+        // Captures wrap round, and smooth the chroma plane by itself.
+        const auto pair = chroma.At(place[0], place[1], TextureModel::kRepeat);
+        const auto luma = frame.At(place[0], place[1], TextureModel::kRepeat);
+        return ToRgb(luma[0], pair[1], pair[2]);
+    };
+}
+
+TEST_F(GeometryEffects, FisheyeBendsThePictureRoundItsCentre) {
+    const struct {
+        int strength, x, y;
+        double cx, cy;
+    } cases[] = {
+        {0, 160, 96, 0.5, 0.5},         {33, 160, 96, 0.5, 0.5}, {50, 160, 96, 0.5, 0.5},
+        {100, 100, 60, 0.3125, 0.3125}, {20, 3, 190, 0.1, 0.9},  {100, 317, 2, 0.9, 0.1},
+    };
+    const CaptureImage image = Scene(320, 192);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.strength);
+        const auto prepare = [&](GEShader& effect) {
+            Whole(effect);
+            EXPECT_EQ(effect.SetParam(0, c.strength, 0, 0, 0), 1);
+            EXPECT_EQ(effect.SetParam(1, c.x, c.y, 0, 0), 1);
+        };
+        ExpectAgrees(Preview<GEShaderFisheye>(image, prepare),
+                     ApplyModel(image, FisheyeModel(image, c.cx, c.cy, c.strength, false)));
+        // One tile, and two by two of which the last are cut.
+        ExpectAgrees(Capture<GEShaderFisheye>(image, 320, 192, prepare),
+                     ApplyModel(image, FisheyeModel(image, c.cx, c.cy, c.strength, true)));
+        const CaptureImage large = Scene(1002, 750);
+        ExpectAgrees(Capture<GEShaderFisheye>(large, 320, 192, prepare),
+                     ApplyModel(large, FisheyeModel(large, c.cx, c.cy, c.strength, true)));
+    }
+}
+
+TEST_F(GeometryEffects, FisheyeHasNoHoleWhereAnAxisMeetsPixelCentres) {
+    CaptureImage image(160, 96);
+    image.FillFlat(180, 128, 128);
+    for (const int strength : {0, 50, 100}) {
+        const CaptureImage result = Preview<GEShaderFisheye>(image, [&](GEShaderFisheye& effect) {
+            Whole(effect);
+            effect.SetParam(0, strength, 0, 0, 0);
+            effect.SetParam(1, 80, 48, 0, 0);
+        });
+        const CaptureImage still = Capture<GEShaderFisheye>(
+            [] {
+                CaptureImage odd(161, 97);  // its middle is a pixel's centre
+                odd.FillFlat(180, 128, 128);
+                return odd;
+            }(),
+            160, 96, [&](GEShader& effect) { effect.SetParam(0, strength, 0, 0, 0); });
+        for (int x = 0; x < 160; ++x) {
+            EXPECT_NEAR(result.luma(x, 48), 180, 1) << x;
+            EXPECT_NEAR(still.luma(x, 48), 180, 1) << x;
+        }
+    }
+}
+
+// The mask's first channel over one cell, repeated.
+class Mask {
+  public:
+    explicit Mask(int number) {
+        std::ifstream file(
+            platform::ResolveDevicePath(
+                ("/system/media/GPU/dot_mask_" + std::to_string(number) + ".bmp").c_str()),
+            std::ios::binary);
+        m_bytes = {std::istreambuf_iterator<char>(file), {}};
+        EXPECT_GT(m_bytes.size(), 54U);
+        const int side = Field(18);
+        std::vector<TextureModel::Texel> texels;
+        for (int i = 0; i < side * side; ++i) {
+            const int word = Field(static_cast<std::size_t>(Field(10) + 2 * i));
+            texels.push_back({(word >> 11) / 31.0, (word >> 5 & 63) / 63.0, (word & 31) / 31.0});
+        }
+        m_texture = std::make_unique<TextureModel>(side, side, std::move(texels));
+    }
+    TextureModel::Texel At(double s, double t) const {
+        return m_texture->At(s - std::floor(s), t - std::floor(t), TextureModel::kRepeat);
+    }
+
+  private:
+    int Field(std::size_t at) const { return m_bytes[at] | m_bytes[at + 1] << 8; }
+
+    std::vector<unsigned char> m_bytes;
+    std::unique_ptr<TextureModel> m_texture;
+};
+
+// Cells of this many pixels: one colour each, from the cell's centre, times the mask.
+PixelEffect DotsModel(const CaptureImage& image, double cell, int mask) {
+    return [=, frame = TextureModel(image), masks = std::make_shared<Mask>(mask)](
+               const Rgb&, double s, double t) {
+        const double x = s * frame.width() / cell;
+        const double y = t * frame.height() / cell;
+        const auto color = frame.At((std::floor(x) + 0.5) * cell / frame.width(),
+                                    (std::floor(y) + 0.5) * cell / frame.height());
+        const auto dot = masks->At(x, y);
+        Rgb out = ToRgb(color[0], color[1], color[2]);
+        for (std::size_t c = 0; c < 3; ++c) out[c] = std::clamp(out[c], 0.0, 1.0) * dot[c];
+        return out;
+    };
+}
+
+TEST_F(GeometryEffects, DotsTakeOneColourACellAndCellsRunOnOverBlocks) {
+    for (const int size : {0, 50, 51, 100, 130}) {
+        SCOPED_TRACE(size);
+        const double part = 1.0 / 68 + size / 100.0 * (1.0 / 30 - 1.0 / 68);
+        const int mask = size >= 51 ? 2 : 1;
+        const auto prepare = [&](GEShader& effect) {
+            Whole(effect);
+            EXPECT_EQ(effect.SetParam(0, size, 0, 0, 0), 1);
+            EXPECT_EQ(effect.SetParam(1, 7, 7, 7, 7), 1) << "another group changes nothing";
+        };
+        const CaptureImage image = Scene(384, 240);
+        ExpectAgrees(Preview<GEShaderDot>(image, prepare),
+                     ApplyModel(image, DotsModel(image, 240 * part, mask)));
+        // The preview's size does not matter to captures.
+        const CaptureImage large = Scene(1402, 1000);
+        ExpectAgrees(Capture<GEShaderDot>(large, 384, 240, prepare),
+                     ApplyModel(large, DotsModel(large, 1000 * part, mask)));
+    }
+}
+
+TEST_F(GeometryEffects, DotsOfACropAreTheDotsOfThatPart) {
+    const CaptureImage image = Scene(640, 480);
+    // The same part, enlarged as the crop enlarges it.
+    const TextureModel frame(image);
+    CaptureImage part(640, 480);
+    for (int y = 0; y < 480; ++y) {
+        for (int x = 0; x < 640; ++x) {
+            const auto texel = frame.At(0.25 + (x + 0.5) / 1280, 0.5 + (y + 0.5) / 960);
+            part.data()[y * 640 + x] = static_cast<uint8_t>(std::lround(texel[0] * 255));
+            part.data()[part.chromaOffset() + y / 2 * 640 + x / 2 * 2] =
+                static_cast<uint8_t>(std::lround(texel[1] * 255));
+            part.data()[part.chromaOffset() + y / 2 * 640 + x / 2 * 2 + 1] =
+                static_cast<uint8_t>(std::lround(texel[2] * 255));
+        }
+    }
+    const auto crop = [](GEShader& effect) { effect.SetCrop(0.25F, 0.5F, 0.5F, 0.5F); };
+    const CaptureImage expected = Capture<GEShaderDot>(part, 320, 240, Whole);
+    // Cells' colours are single samples, so edges beside a cell's centre count.
+    EXPECT_LE(ShareApart(Capture<GEShaderDot>(image, 320, 240, crop), expected), 0.03);
+    EXPECT_LE(ShareApart(Preview<GEShaderDot>(image, crop), Preview<GEShaderDot>(part, Whole)),
+              0.03);
+}
+
+TEST_F(GeometryEffects, DotsOfNoSizeAreRefusedInCapturesAndHarmlessInPreviews) {
+    CaptureImage image = Scene(320, 240);
+    for (const int size : {-79, -100000, 1000000}) {
+        Preview<GEShaderDot>(image, [&](GEShader& e) { e.SetParam(0, size, 0, 0, 0); });
+        Source source(image, 320, 240);
+        GEShaderDot effect;
+        ASSERT_TRUE(InitEffect(effect, source, true));
+        effect.SetParam(0, size, 0, 0, 0);
+        CaptureImage out(320, 240);
+        const std::vector<uint8_t> before = out.bytes();
+        EXPECT_EQ(effect.ProcFrame(image.data(), image.data() + image.chromaOffset(), out.data(),
+                                   320, 240),
+                  0);
+        EXPECT_EQ(out.bytes(), before);
+        EXPECT_EQ(effect.ProcFrame(image.data(), out.data(), 320, 240), 0) << "without chroma";
+        EXPECT_EQ(out.bytes(), before);
+    }
+}
+
+PixelEffect MirrorModel(const CaptureImage& image, bool landscape, double middle) {
+    return [=, frame = TextureModel(image)](const Rgb&, double s, double t) {
+        double& place = landscape ? s : t;
+        if (place > middle) place = 2.0 * middle - place;
+        const auto texel = frame.At(s, t);
+        return ToRgb(texel[0], texel[1], texel[2]);
+    };
+}
+
+TEST_F(GeometryEffects, MirrorFoldsAboutTheMiddleOfWhatItIsGiven) {
+    const CaptureImage image = Scene(320, 192);
+    for (const bool landscape : {true, false}) {
+        const LogCapture log;
+        const auto run = [&](bool capture, int blockWidth, int blockHeight) {
+            Source source(image, blockWidth, blockHeight);
+            source.FillWhole();
+            GEShaderMirror effect;
+            effect.SetLandscape(landscape);
+            EXPECT_TRUE(InitEffect(effect, source, capture));
+            EXPECT_EQ(effect.SetParam(0, 1, 2, 3, 4), 1);
+            CaptureImage result(320, 192);
+            if (capture) {
+                EXPECT_TRUE(effect.ProcFrame(nullptr, result.data(), 320, 192));
+            } else {
+                EXPECT_TRUE(effect.ProcFrame(0U, 0U, 0, 0));
+                effect.MemcpyYUV(result.data(), result.data() + result.chromaOffset());
+            }
+            return result;
+        };
+        const CaptureImage expected = ApplyModel(image, MirrorModel(image, landscape, 0.5));
+        ExpectAgrees(run(false, 320, 192), expected);
+        ExpectAgrees(run(true, 320, 192), expected);
+        // Blocks are folded each by itself.
+        const CaptureImage parts = run(true, 64, 96);
+        for (int y = 0; y < 192; y += 2) {
+            for (int x = 0; x < 320; x += 2) {
+                const int fromX = landscape && x % 64 >= 32 ? x - x % 64 + 63 - x % 64 : x;
+                const int fromY = !landscape && y % 96 >= 48 ? y - y % 96 + 95 - y % 96 : y;
+                ASSERT_NEAR(parts.luma(x, y), image.luma(fromX, fromY), 4) << x << "," << y;
+            }
+        }
+        EXPECT_TRUE(log.contains(landscape ? "[Prism] load Landscape mirror shader"
+                                           : "[Prism] load Protrait mirror shader"));
+    }
+}
+
+}  // namespace
