@@ -1,165 +1,49 @@
 #include "apps/posteffect/CommandLine.h"
 
-#include <posteffect/EffectCatalog.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <map>
-#include <optional>
 
+#include "apps/posteffect/Arguments.h"
 #include "apps/posteffect/Failure.h"
-#include "apps/posteffect/ListCommand.h"
 #include "apps/posteffect/NearestName.h"
-#include "apps/posteffect/OptionText.h"
 #include "apps/posteffect/OutputFile.h"
-#include "apps/posteffect/PhotoCommand.h"
 #include "apps/posteffect/StandardOutput.h"
 
 namespace posteffect {
 namespace {
 
-// The words as they came, before anything is known of what they must be.
-struct RawPhoto {
-    std::string input;
-    std::string output;
-    std::string effect;
-    std::map<std::string, std::string> effectOptions;  // by name; only those that were given
-    std::optional<std::string> crop;
-    std::optional<std::string> block;
-    std::optional<std::string> quality;
-    bool force = false;
+constexpr std::unique_ptr<Command> (*kCommands[])() = {
+    MakePhotoCommand,
+    MakeListCommand,
 };
 
-struct Raw {
-    RawPhoto photo;
-    ListOptions list;
-};
+// A command's words, read by CLI11.
+class ParsedArguments : public Arguments {
+  public:
+    explicit ParsedArguments(CLI::App* app) : m_app(*app) {}
 
-std::vector<std::string> EffectNames() {
-    std::vector<std::string> nicks;
-    nicks.reserve(kEffectCount);
-    for (const EffectInfo& effect : kEffects) {
-        nicks.emplace_back(effect.nick);
+    void operand(const std::string& name, const std::string& help, std::string* word) override {
+        m_app.add_option(name, *word, help)->type_name("")->required();
     }
-    return nicks;
-}
-
-void DeclareEffectOptions(CLI::App& app, RawPhoto& raw) {
-    std::map<std::string, std::string> helps;
-    for (const EffectInfo& effect : kEffects) {
-        for (const EffectOption& option : effect.options) {
-            std::string& help = helps[option.name];
-            if (!help.empty()) help += "; ";
-            help += std::string(effect.nick) + ": " + option.help + " (" + option.unit + "; " +
-                    RangeText(option) + ", default " + DefaultText(option) + ")";
-            CLI::Option* known = app.get_option_no_throw(std::string("--") + option.name);
-            if (!known) {
-                const std::string name = option.name;
-                known = app.add_option_function<std::string>(
-                    "--" + name,
-                    [&raw, name](const std::string& text) { raw.effectOptions[name] = text; });
-                known->type_name(ValueName(option))->group("Options of the effects");
-            }
-            known->description(help);
-        }
+    void operands(const std::string& name, const std::string& help,
+                  std::vector<std::string>* words) override {
+        m_app.add_option(name, *words, help)->type_name("")->required()->take_all();
     }
-}
-
-void DeclarePhoto(CLI::App& app, Raw& all) {
-    RawPhoto& raw = all.photo;
-    app.add_option("IN", raw.input, "the JPEG file to filter; - is standard input")
-        ->type_name("")
-        ->required();
-    app.add_option("OUT", raw.output, "the JPEG file to write; - is standard output")
-        ->type_name("")
-        ->required();
-    app.add_option("-e,--effect", raw.effect, "the effect: " + JoinNames(EffectNames(), "or"))
-        ->type_name("NAME")
-        ->required();
-    DeclareEffectOptions(app, raw);
-    app.add_option("--crop", raw.crop,
-                   "show only this part, enlarged to the whole picture; fractions of the upright "
-                   "picture")
-        ->type_name("X,Y,W,H");
-    app.add_option(
-           "--block", raw.block,
-           "filter in blocks of this size; both even; chosen for the picture by default. The "
-           "library counts points in pixels of a block, so small blocks are coarse")
-        ->type_name("WxH");
-    app.add_option("--quality", raw.quality,
-                   "of the JPEG written (1..100, default " + std::to_string(kDefaultQuality) + ")")
-        ->type_name("Q");
-    app.add_flag("--force", raw.force, "replace OUT if it exists");
-}
-
-void DeclareList(CLI::App& app, Raw& raw) {
-    app.add_flag("--json", raw.list.json, "as JSON");
-}
-
-const EffectInfo& FindEffect(const std::string& nick) {
-    for (const EffectInfo& effect : kEffects) {
-        if (nick == effect.nick) return effect;
+    void option(const std::string& names, const std::string& valueName, const std::string& help,
+                std::optional<std::string>* word, const std::string& group) override {
+        CLI::Option* option = m_app.add_option(names, *word, help)->type_name(valueName);
+        if (!group.empty()) option->group(group);
     }
-    const std::string nearest = NearestName(nick, EffectNames());
-    throw Failure(kExitWrongUse, "--effect " + nick,
-                  nearest.empty() ? "no such effect: posteffect list names them"
-                                  : "no such effect: did you mean " + nearest + "?");
-}
-
-OptionValues EffectValues(const EffectInfo& effect,
-                          const std::map<std::string, std::string>& given) {
-    OptionValues values = DefaultValues(effect);
-    std::vector<std::string> taken;
-    std::size_t used = 0;
-    for (std::size_t i = 0; i < effect.options.count; ++i) {
-        const EffectOption& option = effect.options.first[i];
-        taken.push_back("--" + std::string(option.name));
-        const auto text = given.find(option.name);
-        if (text == given.end()) continue;
-        values[i] = ParseOptionValue(option, text->second);
-        ++used;
+    void options(const std::string& names, const std::string& valueName, const std::string& help,
+                 std::vector<std::string>* words) override {
+        m_app.add_option(names, *words, help)->type_name(valueName)->take_all()->expected(1);
     }
-    if (used == given.size()) return values;
-    const auto stranger = std::find_if(given.begin(), given.end(), [&taken](const auto& option) {
-        return std::find(taken.begin(), taken.end(), "--" + option.first) == taken.end();
-    });
-    throw Failure(kExitWrongUse, "--" + stranger->first,
-                  std::string("effect ") + effect.nick + " does not take it: it takes " +
-                      (taken.empty() ? "no options" : JoinNames(taken, "and")));
-}
-
-int CallPhoto(const Raw& all) {
-    const RawPhoto& raw = all.photo;
-    PhotoOptions options;
-    options.input = raw.input;
-    options.output = raw.output;
-    options.force = raw.force;
-    options.filter.effect = &FindEffect(raw.effect);
-    options.filter.values = EffectValues(*options.filter.effect, raw.effectOptions);
-    if (raw.crop) {
-        if (!options.filter.effect->cropsStills) {
-            throw Failure(kExitWrongUse, "--crop",
-                          std::string("effect ") + options.filter.effect->nick +
-                              " always shows the whole picture: leave it out");
-        }
-        options.filter.crop = ParseCrop(*raw.crop);
+    void flag(const std::string& names, const std::string& help, bool* given) override {
+        m_app.add_flag(names, *given, help);
     }
-    if (raw.block) options.filter.block = ParseBlock(*raw.block);
-    if (raw.quality) options.quality = ParseQuality(*raw.quality);
-    return RunPhoto(options);
-}
 
-struct Command {
-    const char* name;
-    const char* summary;
-    void (*declare)(CLI::App& app, Raw& raw);
-    int (*call)(const Raw& raw);
-};
-
-constexpr Command kCommands[] = {
-    {"photo", "filter a photo", DeclarePhoto, CallPhoto},
-    {"list", "name the effects with their options", DeclareList,
-     [](const Raw& raw) { return RunList(raw.list); }},
+  private:
+    CLI::App& m_app;
 };
 
 // A word that nothing takes.
@@ -172,7 +56,7 @@ Failure Unexpected(const CLI::App& app, const std::string& word) {
             for (const std::string& name : known->get_lnames()) names.push_back("--" + name);
         }
     } else if (command) {
-        for (const Command& known : kCommands) names.emplace_back(known.name);
+        for (const CLI::App* known : app.get_subcommands({})) names.push_back(known->get_name());
     }
     const std::string word0 = word.substr(0, word.find('='));
     const std::string nearest = NearestName(word0, names);
@@ -211,14 +95,18 @@ Failure ParserFailure(const CLI::App& app, const CLI::ParseError& error) {
 }  // namespace
 
 int RunCommandLine(const std::vector<std::string>& words) {
-    CLI::App app("GPU effects for photos.\n", "posteffect");
+    CLI::App app("GPU effects for photos and moving pictures.\n", "posteffect");
     app.set_help_flag("--help", "show this and end");
     app.set_version_flag("--version", "posteffect " POSTEFFECT_VERSION, "show the version and end");
     app.option_defaults()->take_last();
     app.allow_extras();
-    Raw raw;
-    for (const Command& command : kCommands) {
-        command.declare(*app.add_subcommand(command.name, command.summary), raw);
+    std::vector<std::unique_ptr<Command>> commands;
+    std::vector<std::string> names;
+    for (const auto& make : kCommands) {
+        commands.push_back(make());
+        names.emplace_back(commands.back()->name());
+        ParsedArguments arguments(app.add_subcommand(names.back(), commands.back()->summary()));
+        commands.back()->declare(arguments);
     }
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
@@ -232,15 +120,15 @@ int RunCommandLine(const std::vector<std::string>& words) {
         throw ParserFailure(app, error);
     }
     CheckAllTaken(app);
-    for (const Command& command : kCommands) {
-        const CLI::App* chosen = app.get_subcommand(command.name);
+    for (const auto& command : commands) {
+        const CLI::App* chosen = app.get_subcommand(command->name());
         if (!chosen->parsed()) continue;
         CheckAllTaken(*chosen);
         InstallInterruptHandler();
-        return command.call(raw);
+        return command->run();
     }
     throw Failure(kExitWrongUse, "no command",
-                  "choose photo or list (posteffect --help tells more)");
+                  "choose " + JoinNames(names, "or") + " (posteffect --help tells more)");
 }
 
 }  // namespace posteffect

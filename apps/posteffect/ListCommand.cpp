@@ -1,11 +1,12 @@
-#include "apps/posteffect/ListCommand.h"
-
+// posteffect list: the effects with their options.
 #include <posteffect/EffectCatalog.h>
 
 #include <cstddef>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "apps/posteffect/Arguments.h"
 #include "apps/posteffect/OptionText.h"
 #include "apps/posteffect/StandardOutput.h"
 
@@ -71,10 +72,21 @@ std::string JsonList() {
     return list.dump(2) + "\n";
 }
 
+class ListCommand : public Command {
+  public:
+    const char* name() const override { return "list"; }
+    const char* summary() const override { return "name the effects with their options"; }
+    void declare(Arguments& arguments) override { arguments.flag("--json", "as JSON", &m_json); }
+    int run() override { return WriteStandardOutput(m_json ? JsonList() : PlainList()); }
+
+  private:
+    bool m_json = false;
+};
+
 }  // namespace
 
-int RunList(const ListOptions& options) {
-    return WriteStandardOutput(options.json ? JsonList() : PlainList());
+std::unique_ptr<Command> MakeListCommand() {
+    return std::make_unique<ListCommand>();
 }
 
 }  // namespace posteffect
