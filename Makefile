@@ -1,5 +1,5 @@
 # The short commands. Everything else is CMake (see CMakePresets.json).
-.PHONY: demo test bench install clean
+.PHONY: demo test bench install packages clean
 
 demo:
 	scripts/install-packages.sh demo
@@ -18,6 +18,10 @@ install:
 	cmake --preset release
 	cmake --build --preset release
 	cmake --install build/release
+
+packages:
+	scripts/install-packages.sh packages
+	scripts/packages.sh
 
 clean:
 	rm -rf build out

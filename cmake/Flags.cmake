@@ -24,6 +24,8 @@ if(POSTEFFECT_SANITIZE)
       -fsanitize=${POSTEFFECT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(posteffect_flags INTERFACE -fsanitize=${POSTEFFECT_SANITIZE})
 else()
+  # Built files say nothing of the folder they were built in: packages come out the same anywhere.
   target_compile_options(posteffect_flags INTERFACE
-      $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+      $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
+      -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=>)
 endif()

@@ -15,18 +15,10 @@ if(NOT POSTEFFECT_SANITIZE)
   # Sanitizer runtimes are resolved by the executable.
   target_link_options(posteffect PRIVATE LINKER:--no-undefined)
 endif()
+target_compile_features(posteffect INTERFACE cxx_std_17)
 set_target_properties(posteffect PROPERTIES
     LINKER_LANGUAGE CXX
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/posteffect.map)
 
-install(TARGETS posteffect LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${CMAKE_SOURCE_DIR}/include/posteffect
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
-# What the public header needs of the platform's.
-install(FILES ${CMAKE_SOURCE_DIR}/platform/linux/include/utils/String8.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/posteffect/platform/utils)
-configure_file(${CMAKE_SOURCE_DIR}/cmake/posteffect.pc.in ${CMAKE_BINARY_DIR}/posteffect.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/posteffect.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,18 +1,22 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing: those to build and run the command, with the
-# argument "demo" also those for its sheet of pictures, with "test" those of the suite. Quick when all are there.
+# argument "demo" also those for its sheet of pictures, with "test" those of the suite, with
+# "packages" those that make Debian packages. Quick when all are there.
 set -euo pipefail
 
 packages=(
     g++ cmake ninja-build pkg-config
     libegl-dev libgles-dev libegl1 libegl-mesa0 libgl1-mesa-dri libgles2
-    libhwy-dev libjpeg62-turbo-dev libyuv-dev libexif-dev libcli11-dev nlohmann-json3-dev
+    libhwy-dev libjpeg62-turbo-dev libyuv-dev libexif-dev libcli11-dev nlohmann-json3-dev scdoc
 )
 if [[ "${1:-}" == demo ]]; then
     packages+=(imagemagick fonts-dejavu-core)
 fi
 if [[ "${1:-}" == test ]]; then
     packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy)
+fi
+if [[ "${1:-}" == packages ]]; then
+    packages+=(dpkg-dev fakeroot file)
 fi
 
 missing=()

@@ -1,8 +1,12 @@
 #include "platform/DevicePath.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -36,6 +40,35 @@ std::string Confined(std::string_view path) {
     return whole.empty() ? "/" : whole;
 }
 
+// The file that this code was loaded from; empty when it cannot be told.
+std::string OwnFile() {
+    Dl_info info = {};
+    if (dladdr(reinterpret_cast<const void*>(&ResolveDevicePath), &info) == 0) return "";
+    const std::string_view name = info.dli_fname;
+    // An executable's name may be as it was typed, without a folder.
+    const char* file = name.find('/') == std::string_view::npos ? "/proc/self/exe" : info.dli_fname;
+    struct Free {
+        void operator()(char* text) const { std::free(text); }
+    };
+    const std::unique_ptr<char, Free> whole(realpath(file, nullptr));
+    return whole ? whole.get() : "";
+}
+
+// Where look-up files may lie: under share beside the library's folder, or beside the folder above
+// where libraries have one for each machine type. A prefix that was moved keeps working so, and a
+// build tree needs nothing of its own. Then where they were to be installed.
+std::vector<std::string> DataFolders() {
+    std::vector<std::string> folders;
+    std::string folder = OwnFile();
+    folder.resize(std::min(folder.size(), folder.rfind('/')));
+    for (int level = 0; level < 2 && !folder.empty(); ++level) {
+        folder.resize(std::min(folder.size(), folder.rfind('/')));
+        folders.push_back(folder + "/share/posteffect");
+    }
+    folders.emplace_back(POSTEFFECT_DATA_DIR);
+    return folders;
+}
+
 }  // namespace
 
 std::string ResolveDevicePath(const char* devicePath) {
@@ -43,7 +76,8 @@ std::string ResolveDevicePath(const char* devicePath) {
     const std::string root = SysRoot();
     if (!root.empty()) return root + path;
     if (Exists(path)) return path;
-    for (const char* folder : {POSTEFFECT_DATA_DIR, POSTEFFECT_BUILD_DATA_DIR}) {
+    static const std::vector<std::string> kFolders = DataFolders();
+    for (const std::string& folder : kFolders) {
         std::string candidate = folder + path;
         if (Exists(candidate)) return candidate;
     }
