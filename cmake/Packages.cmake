@@ -20,17 +20,19 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 
 set(library_package libposteffect${PROJECT_VERSION_MAJOR})
 set(same_library "${library_package} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 
-# posteffect_package(COMPONENT NAME SECTION TITLE TEXT): the variables CPack asks for.
-macro(posteffect_package component name section title text)
+# posteffect_package(COMPONENT NAME SECTION TEXT): the variables CPack asks for. The first line of
+# every description is the project's.
+macro(posteffect_package component name section text)
   string(TOUPPER ${component} key)
   set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name})
   set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section})
-  set(CPACK_DEBIAN_${key}_DESCRIPTION "${title}\n${text}")
+  set(CPACK_DEBIAN_${key}_DESCRIPTION "${text}")
   if(NOT ${component} STREQUAL library)
     set(CPACK_DEBIAN_${key}_PACKAGE_DEPENDS "${same_library}")
   endif()
@@ -38,17 +40,17 @@ macro(posteffect_package component name section title text)
       DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} RENAME copyright COMPONENT ${component})
 endmacro()
 
-posteffect_package(library ${library_package} libs "GPU effects for camera frames and stills"
-    "A shared library that filters camera frames in place and full-resolution stills in blocks with OpenGL ES; with the look-up files that its effects read.")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/cmake/debian/triggers)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
-posteffect_package(development libposteffect-dev libdevel "GPU effects: files to build programs with"
+posteffect_package(library ${library_package} libs
+    "A shared library that filters camera frames in place and full-resolution
+stills in blocks with OpenGL ES; with the look-up files that its effects read.")
+posteffect_package(development libposteffect-dev libdevel
     "The headers of libposteffect, its pkg-config file and its CMake package.")
-posteffect_package(command posteffect graphics "GPU effects from the command line"
-    "The command posteffect applies the effects of libposteffect to pictures.")
+posteffect_package(command posteffect graphics
+    "The command posteffect applies the effects of libposteffect to pictures; with
+its manual and its completion for bash.")
 if("gstreamer" IN_LIST CPACK_COMPONENTS_ALL)
-  posteffect_package(gstreamer gstreamer1.0-posteffect libs "GPU effects as a GStreamer element"
-      "The element posteffect applies the effects of libposteffect to raw video.")
+  posteffect_package(gstreamer gstreamer1.0-posteffect libs
+      "A GStreamer element that applies the effects of libposteffect to raw video.")
 endif()
 
 include(CPack)
