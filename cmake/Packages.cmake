@@ -43,6 +43,8 @@ endmacro()
 posteffect_package(library ${library_package} libs
     "A shared library that filters camera frames in place and full-resolution
 stills in blocks with OpenGL ES; with the look-up files that its effects read.")
+# The software renderer, for machines without another driver.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "libegl-mesa0, libgl1-mesa-dri")
 posteffect_package(development libposteffect-dev libdevel
     "The headers of libposteffect, its pkg-config file and its CMake package.")
 posteffect_package(command posteffect graphics
