@@ -43,6 +43,7 @@ class Command {
 
 // One line each in CommandLine.cpp's list.
 std::unique_ptr<Command> MakePhotoCommand();
+std::unique_ptr<Command> MakePipeCommand();
 std::unique_ptr<Command> MakeListCommand();
 
 }  // namespace posteffect

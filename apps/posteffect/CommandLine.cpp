@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::unique_ptr<Command> (*kCommands[])() = {
     MakePhotoCommand,
+    MakePipeCommand,
     MakeListCommand,
 };
 
