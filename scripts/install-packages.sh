@@ -7,12 +7,15 @@ packages=(
     g++ cmake ninja-build pkg-config
     libegl-dev libgles-dev libegl1 libegl-mesa0 libgl1-mesa-dri libgles2
     libhwy-dev libjpeg62-turbo-dev libyuv-dev libexif-dev libcli11-dev nlohmann-json3-dev
+    libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
 )
 if [[ "${1:-}" == demo ]]; then
     packages+=(imagemagick fonts-dejavu-core)
 fi
 if [[ "${1:-}" == test ]]; then
-    packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy)
+    packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy
+        ffmpeg gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+        gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-tools)
 fi
 
 missing=()
