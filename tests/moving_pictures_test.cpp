@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -33,9 +36,11 @@ class MovingPictures : public testing::Test {
     // A film of so many frames, 25 a second, with a tone.
     void makeFilm(const std::string& name, const std::string& size, int frames,
                   const std::string& coding = "-c:v libx264 -g 10 -c:a aac") const {
-        const std::string seconds = std::to_string(frames / 25.0);
-        shell("ffmpeg -v error -f lavfi -i testsrc2=size=" + size + ":rate=25 -f lavfi -i " +
-              "sine=frequency=440 -t " + seconds + " -pix_fmt yuv420p " + coding + " " + name);
+        std::ostringstream command;
+        command << "ffmpeg -v error -f lavfi -i testsrc2=size=" << size
+                << ":rate=25 -f lavfi -i sine=frequency=440 -t " << frames / 25.0
+                << " -pix_fmt yuv420p " << coding << ' ' << name;
+        shell(command.str());
     }
     // The presentation times of a stream's packets, in order.
     std::vector<double> times(const std::string& name, const std::string& stream) const {
@@ -128,7 +133,120 @@ TEST_F(MovingPictures, PipeTellsWhatItCannotTake) {
     }
 }
 
+// --- Colours: patches of known RGB through every way in and out ---
+
+using RgbColor = std::array<double, 3>;
+constexpr int kPatch = 32;  // pixels a side
+const std::vector<RgbColor> kPatches = {
+    {0.0, 0.0, 0.0}, {0.5, 0.5, 0.5}, {1.0, 1.0, 1.0}, {0.7, 0.3, 0.3},
+    {0.3, 0.6, 0.3}, {0.3, 0.3, 0.7}, {0.6, 0.5, 0.2}, {0.2, 0.4, 0.5},
+};
+
+struct Colors {
+    const char* range;  // as --range, --matrix and FFmpeg take them
+    const char* matrix;
+    const char* ffmpeg;
+    double red, blue;
+};
+constexpr Colors kColors[] = {
+    {"full", "601", "smpte170m", 0.299, 0.114},
+    {"limited", "601", "smpte170m", 0.299, 0.114},
+    {"full", "709", "bt709", 0.2126, 0.0722},
+    {"limited", "709", "bt709", 0.2126, 0.0722},
+};
+
+std::array<double, 3> ToYuv(const RgbColor& rgb, const Colors& colors) {
+    const double y =
+        colors.red * rgb[0] + (1.0 - colors.red - colors.blue) * rgb[1] + colors.blue * rgb[2];
+    const double u = (rgb[2] - y) / (2.0 * (1.0 - colors.blue));
+    const double v = (rgb[0] - y) / (2.0 * (1.0 - colors.red));
+    if (std::string(colors.range) == "full") return {255 * y, 128 + 255 * u, 128 + 255 * v};
+    return {16 + 219 * y, 128 + 224 * u, 128 + 224 * v};
+}
+
+RgbColor Bloomed(const RgbColor& rgb) {
+    const double gain = 3.5 * (0.3 * rgb[0] + 0.59 * rgb[1] + 0.11 * rgb[2]);
+    return {std::min(1.0, rgb[0] * gain), std::min(1.0, rgb[1] * gain),
+            std::min(1.0, rgb[2] * gain)};
+}
+
+const int kChartWidth = kPatch * static_cast<int>(kPatches.size());
+
+Bytes Chart(const Colors& colors, int frames) {
+    Bytes bytes = Y4m(std::string("C420jpeg XCOLORRANGE=") +
+                          (std::string(colors.range) == "full" ? "FULL" : "LIMITED"),
+                      kChartWidth, kPatch, 0);
+    for (int i = 0; i < frames; ++i) {
+        const std::string line = "FRAME\n";
+        bytes.insert(bytes.end(), line.begin(), line.end());
+        for (int plane = 0; plane < 3; ++plane) {
+            const int side = plane == 0 ? kPatch : kPatch / 2;
+            for (int y = 0; y < side; ++y) {
+                for (const RgbColor& patch : kPatches) {
+                    const double sample = ToYuv(patch, colors)[static_cast<std::size_t>(plane)];
+                    bytes.insert(bytes.end(), static_cast<std::size_t>(side),
+                                 static_cast<std::uint8_t>(std::lround(sample)));
+                }
+            }
+        }
+    }
+    return bytes;
+}
+
+// The middles of the patches of the first frame.
+void ExpectPatches(const Bytes& stream, const Colors& colors, bool bloomed, double most) {
+    const auto header = std::find(stream.begin(), stream.end(), '\n');
+    const auto frame = std::find(header + 1, stream.end(), '\n') + 1;
+    const long luma = kChartWidth * kPatch;
+    ASSERT_GE(stream.end() - frame, luma * 3 / 2);
+    for (std::size_t i = 0; i < kPatches.size(); ++i) {
+        const auto expected = ToYuv(bloomed ? Bloomed(kPatches[i]) : kPatches[i], colors);
+        const long x = static_cast<long>(i) * kPatch + kPatch / 2;
+        const long chroma = kPatch / 4 * (kChartWidth / 2) + x / 2;
+        EXPECT_NEAR(frame[kPatch / 2 * kChartWidth + x], expected[0], most) << "Y of patch " << i;
+        EXPECT_NEAR(frame[luma + chroma], expected[1], most) << "U of patch " << i;
+        EXPECT_NEAR(frame[luma + luma / 4 + chroma], expected[2], most) << "V of patch " << i;
+    }
+}
+
+TEST_F(MovingPictures, ColoursThroughThePipeAreThoseOfTheReference) {
+    for (const Colors& colors : kColors) {
+        SCOPED_TRACE(std::string(colors.range) + " " + colors.matrix);
+        RunOptions options;
+        options.input = Chart(colors, 1);
+        for (const bool bloomed : {false, true}) {
+            const Outcome outcome = run({"pipe", "-e", bloomed ? "bloom" : "none", "--matrix",
+                                         colors.matrix, "--range", colors.range},
+                                        options);
+            ExpectPatches(outcome.output, colors, bloomed, bloomed ? 3.0 : 0.51);
+        }
+    }
+}
+
 #ifdef POSTEFFECT_HAS_GSTREAMER
+
+TEST_F(MovingPictures, ColoursThroughFilmsAreThoseOfTheReference) {
+    for (const char* codec : {"-c:v libx264 -crf 1 in.mkv", "-c:v libvpx-vp9 -lossless 1 in.mkv"}) {
+        for (const Colors& colors : kColors) {
+            SCOPED_TRACE(std::string(codec) + " " + colors.range + " " + colors.matrix);
+            m_folder.write("in.y4m", Chart(colors, 3));
+            const std::string range = std::string(colors.range) == "full" ? "pc" : "tv";
+            const std::string marks = std::string(" -color_range ") + range + " -colorspace " +
+                                      colors.ffmpeg + " -color_primaries " + colors.ffmpeg +
+                                      " -color_trc " + colors.ffmpeg + " ";
+            shell("ffmpeg -v error -y -color_range " + range + " -i in.y4m" + marks + codec);
+            for (const bool bloomed : {false, true}) {
+                const Outcome outcome = run({"video", "in.mkv", "-o", "out.mkv", "--force", "-e",
+                                             bloomed ? "bloom" : "none", "--quality", "100"});
+                ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
+                // Nothing is converted on the way out: only what the file holds counts.
+                ExpectPatches(shell("ffmpeg -v error -i out.mkv -f yuv4mpegpipe -strict -1 "
+                                    "-frames:v 1 -"),
+                              colors, bloomed, bloomed ? 5.0 : 3.0);
+            }
+        }
+    }
+}
 
 TEST_F(MovingPictures, VideoKeepsEveryFrameItsTimeAndTheSound) {
     makeFilm("in.mp4", "320x180", 75);

@@ -266,7 +266,7 @@ class CameraRun {
 
     // The name that was given for the first; numbered ones after it.
     std::string snapshotPath() const {
-        const std::string base = m_options.snapshot.value_or("snapshot.jpg");
+        std::string base = m_options.snapshot.value_or("snapshot.jpg");
         if (m_snapshots == 0) return base;
         const std::size_t dot = base.rfind('.');
         return base.substr(0, dot) + "-" + std::to_string(m_snapshots + 1) +
