@@ -18,6 +18,10 @@ if [[ "${1:-}" == test ]]; then
         gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-tools)
 fi
 
+if [[ "${1:-}" == fuzz ]]; then
+    packages+=(clang)
+fi
+
 missing=()
 for package in "${packages[@]}"; do
     state=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
