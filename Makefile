@@ -1,5 +1,5 @@
 # The short commands. Everything else is CMake (see CMakePresets.json).
-.PHONY: demo test bench install packages clean
+.PHONY: demo test bench fuzz install packages clean
 
 demo:
 	scripts/install-packages.sh demo
@@ -12,6 +12,10 @@ test:
 bench:
 	scripts/install-packages.sh test
 	scripts/bench.sh
+
+fuzz:
+	scripts/install-packages.sh fuzz
+	scripts/fuzz.sh
 
 install:
 	scripts/install-packages.sh

@@ -23,6 +23,10 @@ if(POSTEFFECT_SANITIZE)
   target_compile_options(posteffect_flags INTERFACE
       -fsanitize=${POSTEFFECT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(posteffect_flags INTERFACE -fsanitize=${POSTEFFECT_SANITIZE})
+  if(POSTEFFECT_BUILD_FUZZERS)
+    # Fuzzers follow the branches of what they call.
+    target_compile_options(posteffect_flags INTERFACE -fsanitize=fuzzer-no-link)
+  endif()
 else()
   # Built files say nothing of the folder they were built in: packages come out the same anywhere.
   target_compile_options(posteffect_flags INTERFACE

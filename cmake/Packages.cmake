@@ -51,6 +51,9 @@ posteffect_package(command posteffect graphics
     "The command posteffect applies the effects of libposteffect to pictures; with
 its manual and its completion for bash.")
 if("gstreamer" IN_LIST CPACK_COMPONENTS_ALL)
+  # What the command's films and cameras go through.
+  set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS
+      "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good")
   posteffect_package(gstreamer gstreamer1.0-posteffect libs
       "A GStreamer element that applies the effects of libposteffect to raw video.")
 endif()

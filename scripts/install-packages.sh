@@ -7,13 +7,20 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config
     libegl-dev libgles-dev libegl1 libegl-mesa0 libgl1-mesa-dri libgles2
-    libhwy-dev libjpeg62-turbo-dev libyuv-dev libexif-dev libcli11-dev nlohmann-json3-dev scdoc
+    libhwy-dev libjpeg62-turbo-dev libyuv-dev libexif-dev libcli11-dev nlohmann-json3-dev
+    libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev scdoc
 )
 if [[ "${1:-}" == demo ]]; then
     packages+=(imagemagick fonts-dejavu-core)
 fi
 if [[ "${1:-}" == test ]]; then
-    packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy)
+    packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy
+        ffmpeg gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+        gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-tools)
+fi
+
+if [[ "${1:-}" == fuzz ]]; then
+    packages+=(clang)
 fi
 if [[ "${1:-}" == packages ]]; then
     packages+=(dpkg-dev fakeroot file)

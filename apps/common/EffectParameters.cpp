@@ -43,7 +43,7 @@ OptionValues DefaultValues(const EffectInfo& effect) {
     return values;
 }
 
-std::string FlattenParameters(const EffectInfo& effect, const OptionValues& values) {
+ParameterGroups MakeGroups(const EffectInfo& effect, const OptionValues& values) {
     Group group0{};
     OptionValue center;
     double radius = 0.0;  // of the width
@@ -74,8 +74,16 @@ std::string FlattenParameters(const EffectInfo& effect, const OptionValues& valu
     const long y = std::lround(center.y * kDisplayGridHeight);
     const Group group1 = {x, y, x + std::lround(radius * kDisplayGridWidth),
                           y + std::lround(below * kDisplayGridHeight)};
-    return std::string("GPU-effect=") + effect.letter + GroupText("GE-param0", group0) +
-           GroupText("GE-param1", group1);
+    return {group0, group1};
+}
+
+std::string FlattenGroups(const EffectInfo& effect, const ParameterGroups& groups) {
+    return std::string("GPU-effect=") + effect.letter + GroupText("GE-param0", groups.group0) +
+           GroupText("GE-param1", groups.group1);
+}
+
+std::string FlattenParameters(const EffectInfo& effect, const OptionValues& values) {
+    return FlattenGroups(effect, MakeGroups(effect, values));
 }
 
 }  // namespace posteffect

@@ -17,4 +17,31 @@ struct FrameColor {
     }
 };
 
+// From one kind of YUV to another, sample by sample, in 16.16 fixed point. Both have their chroma
+// at half the size, so a luma sample takes the pair that covers it.
+class ColorConversion {
+  public:
+    ColorConversion(const FrameColor& from, const FrameColor& to);
+
+    // Whether nothing changes.
+    bool isIdentity() const { return m_identity; }
+
+    // `width` luma samples of a row whose chroma pairs lie `step` bytes apart.
+    void luma(std::uint8_t* to, const std::uint8_t* from, const std::uint8_t* u,
+              const std::uint8_t* v, int step, int width) const;
+    // `count` pairs.
+    void chroma(std::uint8_t* toU, std::uint8_t* toV, int toStep, const std::uint8_t* fromU,
+                const std::uint8_t* fromV, int fromStep, int count) const;
+
+  private:
+    struct Row {
+        std::int32_t y, u, v, offset;
+    };
+
+    bool m_identity;
+    Row m_y{};
+    Row m_u{};
+    Row m_v{};
+};
+
 }  // namespace posteffect

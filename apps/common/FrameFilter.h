@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "apps/common/EffectParameters.h"
 #include "apps/common/FrameColor.h"
@@ -32,10 +33,10 @@ struct FrameCrop {
     double height = 1.0;
 };
 
-// The four numbers of both parameter groups, instead of what the options make of them.
+// The numbers of the parameter groups; each that is there stands instead of what the options make.
 struct RawGroups {
-    std::array<int, 4> group0{};
-    std::array<int, 4> group1{};
+    std::optional<std::array<int, 4>> group0;
+    std::optional<std::array<int, 4>> group1;
 };
 
 // One service and the frames that go through it. Settings may change at any time, the size and the
@@ -49,9 +50,9 @@ class FrameFilter {
     FrameFilter(const FrameFilter&) = delete;
     FrameFilter& operator=(const FrameFilter&) = delete;
 
-    // In force from the next frame on. Without a call frames stay as they are.
+    // All in force from the next frame on. Without an effect, or with effect none, frames stay as
+    // they are. The angle of tilt-shift's band is the whole process's.
     void setEffect(const EffectInfo& effect, const OptionValues& values);
-    // Sent as they are after the next setEffect's values until it is called again.
     void setRawGroups(const RawGroups& groups);
     void setCrop(const FrameCrop& crop);
 

@@ -43,6 +43,9 @@ class Command {
 
 // One line each in CommandLine.cpp's list.
 std::unique_ptr<Command> MakePhotoCommand();
+std::unique_ptr<Command> MakeVideoCommand();
+std::unique_ptr<Command> MakeCameraCommand();
+std::unique_ptr<Command> MakePipeCommand();
 std::unique_ptr<Command> MakeListCommand();
 
 }  // namespace posteffect

@@ -14,7 +14,10 @@ namespace {
 
 constexpr std::unique_ptr<Command> (*kCommands[])() = {
     MakePhotoCommand,
-    MakeListCommand,
+#ifdef POSTEFFECT_HAS_GSTREAMER
+    MakeVideoCommand, MakeCameraCommand,
+#endif
+    MakePipeCommand,  MakeListCommand,
 };
 
 // A command's words, read by CLI11.

@@ -52,11 +52,13 @@ void EffectArguments::declare(Arguments& arguments) {
 }
 
 ChosenEffect EffectArguments::resolve() const {
-    if (!m_effect) {
-        throw Failure(kExitWrongUse, "--effect", "is required: posteffect list names them");
-    }
+    if (m_effect) return chosenOr(kEffects[kEffectBypass]);
+    throw Failure(kExitWrongUse, "--effect", "is required: posteffect list names them");
+}
+
+ChosenEffect EffectArguments::chosenOr(const EffectInfo& fallback) const {
     ChosenEffect chosen;
-    chosen.effect = &FindEffect(*m_effect);
+    chosen.effect = m_effect ? &FindEffect(*m_effect) : &fallback;
     chosen.values = DefaultValues(*chosen.effect);
     std::vector<std::string> taken;
     for (std::size_t i = 0; i < chosen.effect->options.count; ++i) {

@@ -25,6 +25,8 @@ class EffectArguments {
     void declare(Arguments& arguments);
     // Throws Failure for what is no effect, no value, or no option of this effect.
     ChosenEffect resolve() const;
+    // The same where an effect may be left out.
+    ChosenEffect chosenOr(const EffectInfo& fallback) const;
 
   private:
     std::optional<std::string> m_effect;

@@ -114,6 +114,23 @@ Size ParseBlock(const std::string& text) {
     return {(*numbers)[0], (*numbers)[1]};
 }
 
+Size ParseSize(const std::string& option, const std::string& text) {
+    const auto numbers = ParseNumbers<int>(text, 'x');
+    const auto possible = [](int side) { return side >= 1 && side <= kMaximumBlock; };
+    if (!numbers || numbers->size() != 2 || !possible((*numbers)[0]) || !possible((*numbers)[1])) {
+        throw WrongValue(option, text, "WIDTHxHEIGHT in pixels, such as 1280x720");
+    }
+    return {(*numbers)[0], (*numbers)[1]};
+}
+
+int ParseCount(const std::string& option, const std::string& text) {
+    const auto numbers = ParseNumbers<int>(text, ',');
+    if (!numbers || numbers->size() != 1 || numbers->front() < 1) {
+        throw WrongValue(option, text, "a whole number, 1 or more");
+    }
+    return numbers->front();
+}
+
 Part ParseCrop(const std::string& text) {
     const auto numbers = ParseNumbers<double>(text, ',');
     constexpr double kEdge = 1.0 + 1e-9;  // three thirds are a whole

@@ -24,6 +24,8 @@ std::string DefaultText(const EffectOption& option);
 // All of these throw Failure (wrong use) that names the option and what it takes.
 OptionValue ParseOptionValue(const EffectOption& option, const std::string& text);
 Size ParseBlock(const std::string& text);
+Size ParseSize(const std::string& option, const std::string& text);  // "640x480", any sides
+int ParseCount(const std::string& option, const std::string& text);  // 1 or more
 Part ParseCrop(const std::string& text);
 int ParseQuality(const std::string& text);
 

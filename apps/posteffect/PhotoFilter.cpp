@@ -8,6 +8,7 @@
 #include "apps/common/ServiceSession.h"
 #include "apps/posteffect/BlockSize.h"
 #include "apps/posteffect/Failure.h"
+#include "apps/posteffect/GpuFault.h"
 #include "apps/posteffect/Orientation.h"
 
 namespace posteffect {
@@ -51,36 +52,11 @@ int Capture(ServiceSession& session, const PhotoFilter& filter, Size block,
     return status;
 }
 
-// Whether the GPU can be used with this effect: a small preview frame tells.
-bool Works(ServiceSession& session, const EffectInfo& effect) {
-    const android::String8 parameters(FlattenParameters(effect, DefaultValues(effect)).c_str());
-    session.run([&](IPostEffect& s) { return s.setParameters(parameters); });
-    constexpr Size kSmall = {64, 64};
-    SemiPlanarFrame frame;
-    frame.size = kSmall;
-    frame.bytes.resize(frame.lumaBytes() / 2 * 3);
-    session.run([&](IPostEffect& s) { return s.startPreview(kSmall.width, kSmall.height); });
-    return session.run([&](IPostEffect& s) {
-        return s.handlePreview(-1, frame.bytes.data(), 0);
-    }) == kPostEffectOk;
-}
-
-Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, int status,
-                ServiceSession& session) {
+Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, int status) {
     if (status == kPostEffectBusy) {
         return {kExitSomeFailed, name, "no thread for the work: end other programs and try again"};
     }
-    // The vignette reads no files: it works wherever the GPU does.
-    if (!Works(session, kEffects[kEffectVignette])) {
-        return {kExitNoGpu, name,
-                "the GPU cannot be used: install its driver (apt-get install libegl1 "
-                "libegl-mesa0 libgl1-mesa-dri libgles2)"};
-    }
-    if (!Works(session, *filter.effect)) {
-        return {kExitSomeFailed, name,
-                std::string("the look-up files of effect ") + filter.effect->nick +
-                    " are missing: install them again (share/posteffect)"};
-    }
+    if (const auto fault = FindGpuFault(name, *filter.effect)) return *fault;
     if (filter.block) {
         return {kExitWrongUse, "--block " + SizeText(block),
                 "not possible for this picture on this GPU: choose another, or leave it out"};
@@ -166,7 +142,7 @@ void FilterPhoto(const std::string& name, const PhotoFilter& filter, YuvPicture*
     setenv("POSTEFFECT_LOG", "none", 0);
     ServiceSession session;
     const int status = Capture(session, filter, block, &frame);
-    if (status != kPostEffectOk) throw Explain(name, filter, block, status, session);
+    if (status != kPostEffectOk) throw Explain(name, filter, block, status);
     FromSemiPlanar(frame, picture, padding);
 }
 

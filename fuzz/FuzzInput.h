@@ -1,0 +1,44 @@
+// Reads values off a fuzzer's bytes; zeros once they are used up.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+class FuzzInput {
+  public:
+    FuzzInput(const std::uint8_t* bytes, std::size_t size) : m_bytes(bytes), m_left(size) {}
+
+    template <typename T>
+    T take() {
+        T value{};
+        const std::size_t count = m_left < sizeof(T) ? m_left : sizeof(T);
+        if (count > 0) std::memcpy(&value, m_bytes, count);
+        m_bytes += count;
+        m_left -= count;
+        return value;
+    }
+    // 0 .. bound - 1.
+    int below(int bound) {
+        return static_cast<int>(take<std::uint32_t>() % static_cast<unsigned>(bound));
+    }
+    std::string text(std::size_t most) {
+        const std::size_t count = m_left < most ? m_left : most;
+        std::string text(reinterpret_cast<const char*>(m_bytes), count);
+        m_bytes += count;
+        m_left -= count;
+        return text;
+    }
+    bool empty() const { return m_left == 0; }
+
+  private:
+    const std::uint8_t* m_bytes;
+    std::size_t m_left;
+};
+
+// What must hold; a fuzzer takes the abort for a finding.
+#define FUZZ_CHECK(condition)               \
+    do {                                    \
+        if (!(condition)) __builtin_trap(); \
+    } while (false)
