@@ -10,6 +10,13 @@ namespace platform {
 // The display that this process renders with; EGL_NO_DISPLAY when the machine has none.
 EGLDisplay GetDisplay();
 
+// How the display of the last GetDisplay was come by: "default", "surfaceless" or "device"; empty
+// before, and when there was none.
+const char* DisplayKind();
+
+// Whether the CPU and the GPU work on the same memory of a graphics buffer.
+bool SharesBuffers();
+
 // eglInitialize, counted. False (with the EGL error set) when the display cannot be initialised.
 EGLBoolean InitializeDisplay(EGLDisplay display, EGLint* major, EGLint* minor);
 

@@ -2,11 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <posteffect/PostEffect.h>
+#include <posteffect/Renderer.h>
 
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <string>
 
 #include "tests/support/CaptureImage.h"
 #include "tests/support/GLObjectCount.h"
@@ -243,6 +246,40 @@ TEST(Service, FollowsChangesOfEffectSizeAndCropBetweenFrames) {
 }
 
 // Run with POSTEFFECT_CYCLES=1000 for the whole of it.
+TEST(Renderer, IsDescribedBesideAServiceAndAgain) {
+    const Service service;
+    PostEffectRenderer first{};
+    ASSERT_EQ(describeRenderer(&first), 0);
+    EXPECT_THAT(first.platform, testing::AnyOf(testing::StrEq("default"), testing::StrEq("device"),
+                                               testing::StrEq("surfaceless")));
+    EXPECT_STRNE(first.renderer, "");
+    EXPECT_STRNE(first.vendor, "");
+    EXPECT_THAT(first.version, testing::StartsWith("OpenGL ES"));
+    EXPECT_GE(first.maxTextureSize, 2048);
+    EXPECT_EQ(first.sharesBuffers, 0);
+    EXPECT_EQ(first.isSoftware == 1, std::strstr(first.renderer, "llvmpipe") != nullptr ||
+                                         std::strstr(first.renderer, "softpipe") != nullptr);
+    PostEffectRenderer second{};
+    ASSERT_EQ(describeRenderer(&second), 0);
+    EXPECT_STREQ(second.renderer, first.renderer);
+}
+
+TEST(Renderer, IsAllZerosWithoutADisplay) {
+    const char* const before = std::getenv("POSTEFFECT_EGL");
+    const std::string kept = before != nullptr ? before : "";
+    setenv("POSTEFFECT_EGL", "none of these", 1);
+    PostEffectRenderer renderer;
+    std::memset(&renderer, 1, sizeof(renderer));
+    EXPECT_EQ(describeRenderer(&renderer), -1);
+    EXPECT_STREQ(renderer.renderer, "");
+    EXPECT_EQ(renderer.maxTextureSize, 0);
+    if (before != nullptr) {
+        setenv("POSTEFFECT_EGL", kept.c_str(), 1);
+    } else {
+        unsetenv("POSTEFFECT_EGL");
+    }
+}
+
 TEST(Service, CyclesLeaveNothingBehind) {
     const char* asked = std::getenv("POSTEFFECT_CYCLES");
     const int cycles = asked != nullptr ? std::atoi(asked) : 40;

@@ -18,6 +18,7 @@ namespace {
 std::mutex gMutex;
 // Under the mutex: the display in use and how many workers use it.
 EGLDisplay gDisplay = EGL_NO_DISPLAY;
+const char* gKind = "";
 int gUsers = 0;
 
 bool Initializes(EGLDisplay display) {
@@ -79,19 +80,24 @@ void ReportUnknown(const std::string& asked) {
                         asked.c_str());
 }
 
+struct Found {
+    EGLDisplay display = EGL_NO_DISPLAY;
+    const char* kind = "";
+};
+
 // The first display of the asked-for kinds that initialises. The default display is tried first
 // only where there is a window system: elsewhere drivers take long to find that there is none.
-EGLDisplay FindDisplay() {
+Found FindDisplay() {
     const std::string asked = EglPlatform();
     if (!asked.empty()) ReportUnknown(asked);
     for (const Source& source : kSources) {
         const bool isDefault = source.get == DefaultDisplay;
         if (asked.empty() ? isDefault && !HasWindowSystem() : asked != source.name) continue;
         const EGLDisplay display = source.get();
-        if (Initializes(display)) return display;
+        if (Initializes(display)) return {display, source.name};
     }
     // Drivers that know no platforms but their default.
-    return asked.empty() ? DefaultDisplay() : EGL_NO_DISPLAY;
+    return asked.empty() ? Found{DefaultDisplay(), kSources[0].name} : Found{};
 }
 
 // The list with pbuffers as the only surface type.
@@ -109,8 +115,22 @@ std::vector<EGLint> WithPbuffersOnly(const EGLint* attributes) {
 
 EGLDisplay GetDisplay() {
     const std::lock_guard<std::mutex> lock(gMutex);
-    if (gUsers == 0) gDisplay = FindDisplay();
+    if (gUsers == 0) {
+        const Found found = FindDisplay();
+        gDisplay = found.display;
+        gKind = found.kind;
+    }
     return gDisplay;
+}
+
+const char* DisplayKind() {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    return gKind;
+}
+
+bool SharesBuffers() {
+    // Buffers are plain memory here, and images over them are emulated with copies.
+    return false;
 }
 
 EGLBoolean InitializeDisplay(EGLDisplay display, EGLint* major, EGLint* minor) {

@@ -1,0 +1,73 @@
+// What the library renders with, for those who ask.
+#include <posteffect/Renderer.h>
+
+#include <EGL/egl.h>
+#include <GLES2/gl2.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "engine/GEManager.h"
+#include "platform/Display.h"
+
+namespace {
+
+// As Mesa's renderers that compute on the CPU name themselves, in small letters.
+constexpr const char* kSoftwareNames[] = {"llvmpipe", "softpipe", "swrast", "swr"};
+
+bool IsSoftware(const char* renderer) {
+    std::string name(renderer);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return std::any_of(std::begin(kSoftwareNames), std::end(kSoftwareNames),
+                       [&name](const char* part) { return name.find(part) != std::string::npos; });
+}
+
+template <std::size_t kSize>
+void CopyText(char (&to)[kSize], const char* from) {
+    std::snprintf(to, kSize, "%s", from != nullptr ? from : "");
+}
+
+template <std::size_t kSize>
+void CopyContextText(char (&to)[kSize], GLenum name) {
+    CopyText(to, reinterpret_cast<const char*>(glGetString(name)));
+}
+
+// With the context that frames are processed with, on this thread. False when there is none.
+bool Describe(PostEffectRenderer* renderer) {
+    const GEManager manager;
+    if (eglGetCurrentContext() == EGL_NO_CONTEXT) return false;
+    CopyText(renderer->platform, platform::DisplayKind());
+    CopyContextText(renderer->vendor, GL_VENDOR);
+    CopyContextText(renderer->renderer, GL_RENDERER);
+    CopyContextText(renderer->version, GL_VERSION);
+    renderer->isSoftware = IsSoftware(renderer->renderer) ? 1 : 0;
+    // A block is a texture that is rendered to.
+    GLint texture = 0;
+    std::array<GLint, 2> viewport{};
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &texture);
+    glGetIntegerv(GL_MAX_VIEWPORT_DIMS, viewport.data());
+    renderer->maxTextureSize = std::min({texture, viewport[0], viewport[1]});
+    renderer->sharesBuffers = platform::SharesBuffers() ? 1 : 0;
+    return true;
+}
+
+}  // namespace
+
+int describeRenderer(PostEffectRenderer* renderer) {
+    *renderer = {};
+    bool described = false;
+    try {
+        // The caller's thread may have a context of its own.
+        std::thread([&] { described = Describe(renderer); }).join();
+    } catch (const std::system_error&) {
+        return -1;
+    }
+    return described ? 0 : -1;
+}
