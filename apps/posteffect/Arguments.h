@@ -44,5 +44,8 @@ class Command {
 // One line each in CommandLine.cpp's list.
 std::unique_ptr<Command> MakePhotoCommand();
 std::unique_ptr<Command> MakeListCommand();
+std::unique_ptr<Command> MakeInspectCommand();
+std::unique_ptr<Command> MakeBenchCommand();
+std::unique_ptr<Command> MakeDoctorCommand();
 
 }  // namespace posteffect

@@ -15,6 +15,9 @@ namespace {
 constexpr std::unique_ptr<Command> (*kCommands[])() = {
     MakePhotoCommand,
     MakeListCommand,
+    MakeInspectCommand,
+    MakeBenchCommand,
+    MakeDoctorCommand,
 };
 
 // A command's words, read by CLI11.
