@@ -45,6 +45,7 @@ class Command {
 std::unique_ptr<Command> MakePhotoCommand();
 std::unique_ptr<Command> MakeListCommand();
 std::unique_ptr<Command> MakeInspectCommand();
+std::unique_ptr<Command> MakeGalleryCommand();
 std::unique_ptr<Command> MakeBenchCommand();
 std::unique_ptr<Command> MakeDoctorCommand();
 

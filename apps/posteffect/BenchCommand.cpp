@@ -94,8 +94,8 @@ class Bench {
         };
         prepare(session, effect, m_preview.size, m_preview.size);
         frame();  // sets the effect up
-        std::vector<double> times;
-        for (int i = 0; i < m_frames; ++i) times.push_back(Milliseconds(frame));
+        std::vector<double> times(static_cast<std::size_t>(m_frames));
+        for (double& time : times) time = Milliseconds(frame);
         const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
         std::nth_element(times.begin(), middle, times.end());
         return *middle;

@@ -16,6 +16,7 @@ constexpr std::unique_ptr<Command> (*kCommands[])() = {
     MakePhotoCommand,
     MakeListCommand,
     MakeInspectCommand,
+    MakeGalleryCommand,
     MakeBenchCommand,
     MakeDoctorCommand,
 };

@@ -68,7 +68,7 @@ std::string Variable(const char* name) {
 }
 
 std::optional<PostEffectRenderer> Renderer() {
-    PostEffectRenderer renderer;
+    PostEffectRenderer renderer{};
     if (describeRenderer(&renderer) != 0) return std::nullopt;
     return renderer;
 }
@@ -93,10 +93,10 @@ std::vector<Platform> TryPlatforms() {
     const std::optional<std::string> kept =
         before != nullptr ? std::optional<std::string>(before) : std::nullopt;
     std::vector<Platform> platforms;
-    for (const char* name : kPlatforms) {
-        setenv(kPlatformVariable, name, 1);
+    for (const char* platform : kPlatforms) {
+        setenv(kPlatformVariable, platform, 1);
         const auto renderer = Renderer();
-        platforms.push_back({name, renderer ? renderer->renderer : ""});
+        platforms.push_back({platform, renderer ? renderer->renderer : ""});
     }
     if (kept) {
         setenv(kPlatformVariable, kept->c_str(), 1);
