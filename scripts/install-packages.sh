@@ -12,7 +12,8 @@ if [[ "${1:-}" == demo ]]; then
     packages+=(imagemagick fonts-dejavu-core)
 fi
 if [[ "${1:-}" == test ]]; then
-    packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy)
+    packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy
+        chromium)
 fi
 
 missing=()

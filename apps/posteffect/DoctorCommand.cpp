@@ -49,8 +49,7 @@ constexpr EffectFiles kEffectFiles[] = {
     {"two-tone-v", "twoToneMaskV.bmp|stylizeContrastRamp.bmp"},
     {"two-tone-h", "twoToneMaskH.bmp|stylizeContrastRamp.bmp"},
     {"split-toning", "mask_vignette_wide.bmp|mask_vignette_legacy.bmp|stylizeContrastRamp.bmp"},
-    {"split-toning-color",
-     "mask_vignette_wide.bmp|mask_vignette_legacy.bmp|stylizeContrastRamp.bmp"},
+    {"split-toning-color", "mask_vignette_wide.bmp|stylizeContrastRamp.bmp"},
 };
 
 std::vector<std::string> Split(const std::string& text, char separator) {
