@@ -354,8 +354,8 @@ TEST_F(Commands, DoctorFindsThePluginInTheFoldersOfGStreamer) {
               m_folder.path("plugins/libgstposteffect.so"));
 }
 
-// Each effect fails without any file that doctor says it needs, and only those do. But one effect
-// take the mask for wide frames in wide frames only.
+// Each effect fails without any file that doctor says it needs, and only those do. All but one
+// effect take the mask for wide frames in wide frames only.
 TEST_F(Commands, DoctorKnowsWhichEffectsNeedAFile) {
     const json findings = ran({"doctor", "--json"});
     const fs::path folder = fs::path(findings["files"][0]["path"].get<std::string>()).parent_path();

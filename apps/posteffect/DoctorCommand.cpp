@@ -151,7 +151,10 @@ std::vector<std::string> BrokenEffects() {
     return broken;
 }
 
-// Folders in the order in which GStreamer searches them.
+// Where installations of our own put plug-ins; Debian's GStreamer does not search there.
+constexpr const char* kLocalPrefix = "/usr/local/lib";
+
+// The folders that GStreamer searches, and the local ones.
 std::vector<std::string> PluginFolders() {
     std::vector<std::string> folders;
     for (const char* name : {"GST_PLUGIN_PATH_1_0", "GST_PLUGIN_PATH"}) {
@@ -167,7 +170,7 @@ std::vector<std::string> PluginFolders() {
     }
     const std::string home = Variable("HOME");
     if (!home.empty()) folders.push_back(home + "/.local/share/gstreamer-1.0/plugins");
-    for (const char* prefix : {"/usr/local/lib", "/usr/lib", "/usr/lib64"}) {
+    for (const char* prefix : {"/usr/lib", "/usr/lib64", kLocalPrefix}) {
         folders.push_back(std::string(prefix) + "/" POSTEFFECT_LIBRARY_TRIPLET "/gstreamer-1.0");
         folders.push_back(std::string(prefix) + "/gstreamer-1.0");
     }
@@ -222,6 +225,10 @@ std::vector<std::string> Advice(const Findings& findings) {
         }
     } else if (findings.renderer && !findings.brokenEffects.empty()) {
         advice.emplace_back("Effects fail: POSTEFFECT_LOG=error posteffect doctor tells why");
+    }
+    if (findings.plugin.rfind(kLocalPrefix, 0) == 0) {
+        const std::string folder = findings.plugin.substr(0, findings.plugin.rfind('/'));
+        advice.push_back("GStreamer has to be told of its plug-in: GST_PLUGIN_PATH=" + folder);
     }
     if (findings.plugin.empty()) {
         advice.emplace_back(

@@ -54,6 +54,11 @@ std::string FirstTranslation(const ByteReader& bytes, std::size_t begin) {
     return text;
 }
 
+std::string Trimmed(std::string name) {
+    name.resize(name.find_last_not_of(' ') + 1);
+    return name;
+}
+
 }  // namespace
 
 std::string IccProfileName(const std::vector<std::uint8_t>& profile) {
@@ -66,9 +71,9 @@ std::string IccProfileName(const std::vector<std::uint8_t>& profile) {
         const std::size_t tag = kTagCount + 4 + i * kTagSize;
         if (bytes.u32(tag) != Tag("desc")) continue;
         const std::size_t begin = bytes.u32(tag + 4);
-        if (bytes.u32(begin) == Tag("mluc")) return FirstTranslation(bytes, begin);
+        if (bytes.u32(begin) == Tag("mluc")) return Trimmed(FirstTranslation(bytes, begin));
         if (bytes.u32(begin) != Tag("desc")) return "";
-        return Text(bytes, begin + 12, std::min<std::size_t>(bytes.u32(begin + 8), 1024));
+        return Trimmed(Text(bytes, begin + 12, std::min<std::size_t>(bytes.u32(begin + 8), 1024)));
     }
     return "";
 }

@@ -67,7 +67,7 @@ JpegHeader ReadJpegHeader(const Bytes& file) {
 }
 
 std::string SubsamplingName(const std::vector<int>& sampling) {
-    if (sampling.size() < 3 || sampling[1] != sampling[2]) return "";
+    if (sampling.size() != 3 || sampling[1] != sampling[2]) return "";
     struct Row {
         int luma, chroma;
         const char* name;
