@@ -12,6 +12,7 @@
 namespace posteffect {
 namespace {
 
+// clang-format off
 constexpr std::unique_ptr<Command> (*kCommands[])() = {
     MakePhotoCommand,
     MakeListCommand,
@@ -20,6 +21,7 @@ constexpr std::unique_ptr<Command> (*kCommands[])() = {
     MakeBenchCommand,
     MakeDoctorCommand,
 };
+// clang-format on
 
 // A command's words, read by CLI11.
 class ParsedArguments : public Arguments {
