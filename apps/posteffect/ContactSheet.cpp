@@ -120,6 +120,10 @@ YuvPicture ShrinkForSheet(const YuvPicture& picture) {
     return ShrinkPicture(picture, longer);
 }
 
+void FinishRow(std::vector<SheetCell>* cells) {
+    cells->resize((cells->size() + kColumns - 1) / kColumns * kColumns);
+}
+
 int SheetHeight(std::size_t cells) {
     const std::size_t rows = (cells + kColumns - 1) / kColumns;
     return static_cast<int>(rows) * kCell.height + kGap;

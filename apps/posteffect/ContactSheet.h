@@ -16,6 +16,9 @@ struct SheetCell {
     std::string label;   // small letters, digits, '-', '.' and blanks; others stay blank
 };
 
+// The cells to come begin a new row.
+void FinishRow(std::vector<SheetCell>* cells);
+
 // The height of a sheet of so many cells, in pixels.
 int SheetHeight(std::size_t cells);
 

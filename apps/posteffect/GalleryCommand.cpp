@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -129,8 +130,11 @@ class GalleryCommand : public Command {
     int run() override {
         if (!m_folder) throw Failure(kExitWrongUse, "-o", "is required: name a folder");
         const std::vector<GalleryVariant> variants = GalleryVariants();
-        if (SheetHeight(m_inputs.size() * variants.size()) > kMaximumSheetHeight) {
-            throw Failure(kExitWrongUse, "IN", "too many files for one sheet: give fewer");
+        const auto room =
+            static_cast<std::size_t>(kMaximumSheetHeight / SheetHeight(variants.size()));
+        if (m_inputs.size() > room) {
+            throw Failure(kExitWrongUse, "IN",
+                          "too many files for one sheet: give at most " + std::to_string(room));
         }
         CreateFolder(*m_folder);
         const std::string pagePath = *m_folder + "/index.html";
@@ -142,6 +146,7 @@ class GalleryCommand : public Command {
         std::vector<SheetCell> cells;
         for (const std::string& input : m_inputs) {
             pictures.push_back(FilterAll(input, variants, &cells));
+            FinishRow(&cells);
         }
         JpegPicture sheetPicture;
         sheetPicture.planes = ComposeSheet(cells);
