@@ -7,6 +7,7 @@
 
 #include "gl/GLTexture.h"
 #include "gl/Log.h"
+#include "platform/DevicePath.h"
 
 namespace {
 
@@ -31,6 +32,10 @@ bool IsRatio(float ratio, float expected) {
 }
 
 }  // namespace
+
+std::string SystemLookUpFile(const char* name) {
+    return platform::ResolveDevicePath((std::string(kSystemFolder) + name).c_str());
+}
 
 GLTexture* LoadLookUp(const char* name, unsigned format, LookUpPath path) {
     if (path == LookUpPath::kOwnCopyFirst) {

@@ -2,10 +2,15 @@
 // put below "/sdcard/lantern/" and that wins.
 #pragma once
 
+#include <string>
+
 class GLTexture;
 class LogTag;
 
 enum class LookUpPath { kOwnCopyFirst, kSystemOnly };
+
+// The file of this machine that kSystemOnly reads for `name`; it need not exist. Thread: any.
+std::string SystemLookUpFile(const char* name);
 
 // A new texture made from the file `name`, clamped to its edges, which the caller owns; null when
 // no copy can be read. `format` with GL_UNSIGNED_BYTE. Thread: the worker.

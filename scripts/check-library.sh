@@ -7,9 +7,9 @@ complain() { echo "$1" >&2; status=1; }
 
 # Shown: the factory, the conversion routines, the wrappers, the effects and the parameter readers.
 symbols=$(nm -D --defined-only -C "$library" | sed 's/^[0-9a-f]* [A-Za-z] //')
-unexpected=$(grep -vE '^(createPostEffect|destroyPostEffect|describeRenderer|setTiltShiftAngle|tiltShiftAngle)$|^sp2yuvx?s?\(|^(vtable|typeinfo( name)?) for (GL|GE|SinglePassEffect|CurveEffect|RampEffect|BlurEffect|FocusEffect|SketchEffect|android::GECameraParameters)|^(non-virtual thunk to )?(GL|GE)[A-Za-z0-9]*::|^(SinglePassEffect|CurveEffect|RampEffect|BlurEffect|FocusEffect|SketchEffect)::|^android::GECameraParameters::' <<<"$symbols" || true)
+unexpected=$(grep -vE '^(createPostEffect|destroyPostEffect|describeRenderer|findLookUpFile|setTiltShiftAngle|tiltShiftAngle)$|^sp2yuvx?s?\(|^(vtable|typeinfo( name)?) for (GL|GE|SinglePassEffect|CurveEffect|RampEffect|BlurEffect|FocusEffect|SketchEffect|android::GECameraParameters)|^(non-virtual thunk to )?(GL|GE)[A-Za-z0-9]*::|^(SinglePassEffect|CurveEffect|RampEffect|BlurEffect|FocusEffect|SketchEffect)::|^android::GECameraParameters::' <<<"$symbols" || true)
 [[ -z $unexpected ]] || complain "shown without need: $unexpected"
-for symbol in createPostEffect destroyPostEffect describeRenderer \
+for symbol in createPostEffect destroyPostEffect describeRenderer findLookUpFile \
     'sp2yuv(void*, void const*, int, int)' \
     'sp2yuvx(void*, void const*, int, int)' \
     'sp2yuvx(void*, int, void const*, int, int)' \

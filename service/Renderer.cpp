@@ -3,6 +3,7 @@
 
 #include <EGL/egl.h>
 #include <GLES2/gl2.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +15,7 @@
 #include <thread>
 
 #include "engine/GEManager.h"
+#include "engine/LookUpTexture.h"
 #include "platform/Display.h"
 
 namespace {
@@ -70,4 +72,10 @@ int describeRenderer(PostEffectRenderer* renderer) {
         return -1;
     }
     return described ? 0 : -1;
+}
+
+int findLookUpFile(const char* name, char* path, unsigned int capacity) {
+    const std::string file = SystemLookUpFile(name);
+    std::snprintf(path, capacity, "%s", file.c_str());
+    return access(file.c_str(), R_OK);
 }

@@ -53,6 +53,15 @@ class MovingPictures : public testing::Test {
         std::sort(seconds.begin(), seconds.end());
         return seconds;
     }
+    // The data of a stream's packets, as hashes in order.
+    std::vector<std::string> packets(const std::string& name, const std::string& stream) const {
+        auto hashes = Lines(shell("ffprobe -v error -select_streams " + stream +
+                                  " -show_data_hash md5 -show_entries packet=data_hash -of "
+                                  "csv=p=0:nk=1 " +
+                                  name));
+        hashes.erase(std::remove(hashes.begin(), hashes.end(), ""), hashes.end());
+        return hashes;
+    }
     Bytes probe(const std::string& name, const std::string& entries) const {
         return shell("ffprobe -v error -select_streams v -show_entries stream=" + entries +
                      " -of csv=p=0 " + name);
@@ -251,7 +260,7 @@ TEST_F(MovingPictures, ColoursThroughFilmsAreThoseOfTheReference) {
 TEST_F(MovingPictures, VideoKeepsEveryFrameItsTimeAndTheSound) {
     makeFilm("in.mp4", "320x180", 75);
     const auto pictures = times("in.mp4", "v");
-    const auto sound = shell("ffmpeg -v error -i in.mp4 -map 0:a -c copy -f md5 -");
+    const auto sound = packets("in.mp4", "a");
     for (const std::string out : {"out.mp4", "out.mkv", "out.mov"}) {
         SCOPED_TRACE(out);
         const Outcome outcome = run({"video", "in.mp4", "-o", out, "-e", "vignette"});
@@ -261,7 +270,10 @@ TEST_F(MovingPictures, VideoKeepsEveryFrameItsTimeAndTheSound) {
         for (std::size_t i = 0; i < after.size(); ++i) {
             EXPECT_NEAR(after[i] - after[0], pictures[i] - pictures[0], 0.0015) << i;
         }
-        EXPECT_EQ(shell("ffmpeg -v error -i " + out + " -map 0:a -c copy -f md5 -"), sound);
+        // The same packets; what follows the end of the pictures may be missing.
+        const auto kept = packets(out, "a");
+        ASSERT_GE(kept.size() + 3, sound.size());
+        EXPECT_TRUE(std::equal(kept.begin(), kept.end(), sound.begin()));
         EXPECT_NEAR(times(out, "a")[0] - after[0], times("in.mp4", "a")[0] - pictures[0], 0.04);
     }
     EXPECT_EQ(m_folder.names().size(), 4U) << "nothing else is left";

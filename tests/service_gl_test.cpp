@@ -268,7 +268,7 @@ TEST(Renderer, IsAllZerosWithoutADisplay) {
     const char* const before = std::getenv("POSTEFFECT_EGL");
     const std::string kept = before != nullptr ? before : "";
     setenv("POSTEFFECT_EGL", "none of these", 1);
-    PostEffectRenderer renderer;
+    PostEffectRenderer renderer{};
     std::memset(&renderer, 1, sizeof(renderer));
     EXPECT_EQ(describeRenderer(&renderer), -1);
     EXPECT_STREQ(renderer.renderer, "");

@@ -47,5 +47,9 @@ std::unique_ptr<Command> MakeVideoCommand();
 std::unique_ptr<Command> MakeCameraCommand();
 std::unique_ptr<Command> MakePipeCommand();
 std::unique_ptr<Command> MakeListCommand();
+std::unique_ptr<Command> MakeInspectCommand();
+std::unique_ptr<Command> MakeGalleryCommand();
+std::unique_ptr<Command> MakeBenchCommand();
+std::unique_ptr<Command> MakeDoctorCommand();
 
 }  // namespace posteffect

@@ -12,13 +12,21 @@
 namespace posteffect {
 namespace {
 
+// clang-format off
 constexpr std::unique_ptr<Command> (*kCommands[])() = {
     MakePhotoCommand,
 #ifdef POSTEFFECT_HAS_GSTREAMER
-    MakeVideoCommand, MakeCameraCommand,
+    MakeVideoCommand,
+    MakeCameraCommand,
 #endif
-    MakePipeCommand,  MakeListCommand,
+    MakePipeCommand,
+    MakeListCommand,
+    MakeInspectCommand,
+    MakeGalleryCommand,
+    MakeBenchCommand,
+    MakeDoctorCommand,
 };
+// clang-format on
 
 // A command's words, read by CLI11.
 class ParsedArguments : public Arguments {

@@ -1,5 +1,6 @@
 #include "apps/posteffect/Exif.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -82,6 +83,21 @@ void Exif::update(Size size, const ThumbnailMaker& makeThumbnail,
 
 bool Exif::hasThumbnail() const {
     return m_data && (m_data->data || m_data->ifd[EXIF_IFD_1]->count > 0);
+}
+
+std::vector<std::uint8_t> Exif::thumbnail() const {
+    if (!m_data || !m_data->data) return {};
+    return {m_data->data, m_data->data + m_data->size};
+}
+
+std::string Exif::text(ExifIfd directory, ExifTag tag) const {
+    const ExifEntry* entry = m_data ? exif_content_get_entry(m_data->ifd[directory], tag) : nullptr;
+    if (!entry || entry->format != EXIF_FORMAT_ASCII) return "";
+    std::string text(entry->data, entry->data + entry->size);
+    text.resize(std::min(text.find('\0'), text.size()));
+    const std::size_t first = text.find_first_not_of(' ');
+    if (first == std::string::npos) return "";
+    return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
 bool Exif::isEmpty() const {

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "apps/posteffect/JpegPicture.h"
@@ -19,6 +20,10 @@ class Exif {
     // 1 to 8; 1 where EXIF has nothing valid to say.
     int orientation() const { return m_orientation; }
     bool hasThumbnail() const;
+    // As it is in the file; empty when there is none.
+    std::vector<std::uint8_t> thumbnail() const;
+    // A tag of text without the blanks around it; empty when there is none.
+    std::string text(ExifIfd directory, ExifTag tag) const;
 
     // Brings the segment in line with the finished, upright picture: orientation 1, its size, and
     // the thumbnail that `makeThumbnail` returns for a quality from 1 to 100. The quality falls

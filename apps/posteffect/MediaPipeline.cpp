@@ -26,6 +26,7 @@ constexpr Provider kProviders[] = {
     {"parsebin", "gstreamer1.0-plugins-base"},     {"decodebin", "gstreamer1.0-plugins-base"},
     {"videotestsrc", "gstreamer1.0-plugins-base"}, {"ximagesink", "gstreamer1.0-x"},
     {"x264enc", "gstreamer1.0-plugins-ugly"},      {"h264parse", "gstreamer1.0-plugins-bad"},
+    {"opusparse", "gstreamer1.0-plugins-bad"},
 };
 constexpr const char* kUsualPackage = "gstreamer1.0-plugins-good";
 

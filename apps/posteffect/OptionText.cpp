@@ -99,7 +99,7 @@ OptionValue ParseOptionValue(const EffectOption& option, const std::string& text
     return {(*numbers)[0], numbers->back()};
 }
 
-Size ParseBlock(const std::string& text) {
+Size ParseEvenSize(const std::string& option, const std::string& text) {
     const auto numbers = ParseNumbers<int>(text, 'x');
     bool valid = numbers && numbers->size() == 2;
     for (std::size_t i = 0; valid && i < 2; ++i) {
@@ -107,11 +107,15 @@ Size ParseBlock(const std::string& text) {
         valid = side >= 2 && side <= kMaximumBlock && side % 2 == 0;
     }
     if (!valid) {
-        throw WrongValue("block", text,
+        throw WrongValue(option, text,
                          "WIDTHxHEIGHT in pixels, both even, 2.." + std::to_string(kMaximumBlock) +
                              ", such as 1024x768");
     }
     return {(*numbers)[0], (*numbers)[1]};
+}
+
+Size ParseBlock(const std::string& text) {
+    return ParseEvenSize("block", text);
 }
 
 Size ParseSize(const std::string& option, const std::string& text) {
@@ -147,12 +151,20 @@ Part ParseCrop(const std::string& text) {
     return {(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
 }
 
-int ParseQuality(const std::string& text) {
+int ParseWholeNumber(const std::string& option, const std::string& text, int minimum, int maximum,
+                     int example) {
     const auto numbers = ParseNumbers<int>(text, ',');
-    if (!numbers || numbers->size() != 1 || numbers->front() < 1 || numbers->front() > 100) {
-        throw WrongValue("quality", text, "a whole number, 1..100, such as 92");
+    if (!numbers || numbers->size() != 1 || numbers->front() < minimum ||
+        numbers->front() > maximum) {
+        throw WrongValue(option, text,
+                         "a whole number, " + std::to_string(minimum) + ".." +
+                             std::to_string(maximum) + ", such as " + std::to_string(example));
     }
     return numbers->front();
+}
+
+int ParseQuality(const std::string& text) {
+    return ParseWholeNumber("quality", text, 1, 100, 92);
 }
 
 }  // namespace posteffect

@@ -1,5 +1,4 @@
 // posteffect photo: filters one JPEG file into another.
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -25,20 +24,10 @@ namespace {
 constexpr int kDefaultQuality = 92;
 constexpr int kThumbnailSide = 160;  // pixels; what EXIF asks for
 
-// The longer side as EXIF wants it, never larger than the picture.
 std::vector<std::uint8_t> MakeThumbnail(const std::string& name, const YuvPicture& planes,
                                         int quality) {
-    const Size size = planes.size();
-    const int longer = std::max({size.width, size.height, kThumbnailSide});
-    const auto scaled = [longer](int side) {
-        return std::max(1, static_cast<int>(std::int64_t{side} * kThumbnailSide / longer));
-    };
-    const Size small = {scaled(size.width), scaled(size.height)};
-    const Size smallChroma = {(small.width + 1) / 2, (small.height + 1) / 2};
     JpegPicture thumbnail;
-    thumbnail.planes.y = ShrinkPlane(planes.y, small);
-    thumbnail.planes.u = ShrinkPlane(planes.u, smallChroma);
-    thumbnail.planes.v = ShrinkPlane(planes.v, smallChroma);
+    thumbnail.planes = ShrinkPicture(planes, kThumbnailSide);
     return EncodeJpeg(name, thumbnail, quality);
 }
 

@@ -14,10 +14,6 @@
 namespace posteffect {
 namespace {
 
-std::string SizeText(Size size) {
-    return std::to_string(size.width) + "x" + std::to_string(size.height);
-}
-
 int Pixels(double fraction, int side) {
     return static_cast<int>(std::lround(fraction * side));
 }

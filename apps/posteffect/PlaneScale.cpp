@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace posteffect {
@@ -56,6 +57,18 @@ Plane ShrinkPlane(const Plane& source, Size size) {
     libyuv::ScalePlane(source.row(0), source.stride, source.width, source.height, result.row(0),
                        result.stride, result.width, result.height, libyuv::kFilterBox);
     return result;
+}
+
+YuvPicture ShrinkPicture(const YuvPicture& picture, int longerSide) {
+    const Size size = picture.size();
+    const int longer = std::max({size.width, size.height, longerSide});
+    const auto scaled = [longer, longerSide](int side) {
+        return std::max(1, static_cast<int>(std::int64_t{side} * longerSide / longer));
+    };
+    const Size small = {scaled(size.width), scaled(size.height)};
+    const Size smallChroma = {(small.width + 1) / 2, (small.height + 1) / 2};
+    return {ShrinkPlane(picture.y, small), ShrinkPlane(picture.u, smallChroma),
+            ShrinkPlane(picture.v, smallChroma)};
 }
 
 }  // namespace posteffect

@@ -22,4 +22,7 @@ Plane ScalePlane(const Plane& source, Ratio horizontal, Ratio vertical);
 // The same picture at a smaller size, for thumbnails.
 Plane ShrinkPlane(const Plane& source, Size size);
 
+// The picture with its longer side shrunk to this many pixels; smaller ones as they are.
+YuvPicture ShrinkPicture(const YuvPicture& picture, int longerSide);
+
 }  // namespace posteffect

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/posteffect/Arguments.h"
@@ -50,22 +51,32 @@ GstClockTime Nanoseconds(double seconds) {
     return static_cast<GstClockTime>(std::llround(seconds * static_cast<double>(GST_SECOND)));
 }
 
-// The parser that gives a muxer the packets the way it wants them.
-const char* SoundParser(const std::string& type) {
+// The parser that gives a muxer the packets the way it wants them; null: as they are.
+const char* SoundParser(const GstStructure* type) {
+    gint version = 0;
+    if (gst_structure_has_name(type, "audio/mpeg")) {
+        gst_structure_get_int(type, "mpegversion", &version);
+        return version == 1 ? "mpegaudioparse" : "aacparse";
+    }
     struct Row {
         const char* type;
         const char* parser;
     };
-    constexpr Row kRows[] = {
-        {"audio/x-ac3", "ac3parse"},
-        {"audio/x-eac3", "ac3parse"},
-        {"audio/x-flac", "flacparse"},
-        {"audio/x-opus", "opusparse"},
-    };
+    constexpr Row kRows[] = {{"audio/x-ac3", "ac3parse"},
+                             {"audio/x-eac3", "ac3parse"},
+                             {"audio/x-flac", "flacparse"},
+                             {"audio/x-opus", "opusparse"}};
     for (const Row& row : kRows) {
-        if (type == row.type) return row.parser;
+        if (gst_structure_has_name(type, row.type)) return row.parser;
     }
     return nullptr;
+}
+
+// Encoders look ahead: sound waits for the pictures that belong to it, as long as that takes.
+void WaitLong(GstElement* queue) {
+    constexpr guint kMostBytes = 256U << 20;
+    g_object_set(queue, "max-size-buffers", 0U, "max-size-time", guint64{0}, "max-size-bytes",
+                 kMostBytes, nullptr);
 }
 
 class VideoRun {
@@ -84,7 +95,6 @@ class VideoRun {
         g_object_set(source, "location", m_options.input.c_str(), nullptr);
         m_parse = m_pipeline.append(m_pipeline.append(nullptr, source), MakeElement("parsebin"));
         g_signal_connect(m_parse, "pad-added", G_CALLBACK(OnStream), this);
-        g_signal_connect(m_parse, "no-more-pads", G_CALLBACK(OnStreamsComplete), this);
         if (isatty(STDERR_FILENO) != 0) m_pipeline.onTick = [this] { tell(); };
         const bool whole = m_pipeline.run();
         if (isatty(STDERR_FILENO) != 0) std::fputs("\n", stderr);
@@ -108,14 +118,13 @@ class VideoRun {
         }
     }
 
-    static void OnStreamsComplete(GstElement*, gpointer self) {
+    // Streams are all there once one of them flows.
+    static GstPadProbeReturn OnBlocked(GstPad*, GstPadProbeInfo*, gpointer self) {
         auto* const run = static_cast<VideoRun*>(self);
-        if (!run->m_hasVideo) {
-            run->m_pipeline.fail({kExitUnsupported, run->m_options.input,
-                                  "has no moving pictures: for a photo use posteffect photo"});
-        } else if (run->isPart()) {
+        if (!run->m_seeks.exchange(true)) {
             run->m_pipeline.post([run] { run->seek(); });
         }
+        return GST_PAD_PROBE_OK;
     }
 
     void addStream(GstPad* pad) {
@@ -123,19 +132,19 @@ class VideoRun {
         if (caps == nullptr) caps.reset(gst_pad_query_caps(pad, nullptr));
         const std::string type = gst_structure_get_name(gst_caps_get_structure(caps.get(), 0));
         GstElement* queue = MakeElement("queue");
-        // A part of the film: nothing passes before the seek has been made.
+        // A part of the film: nothing passes before the seek has been made. Behind the queue, so
+        // that the streams before it find each other meanwhile.
         if (isPart()) {
-            const gulong probe = gst_pad_add_probe(
-                pad, GST_PAD_PROBE_TYPE_BLOCK_DOWNSTREAM,
-                [](GstPad*, GstPadProbeInfo*, gpointer) { return GST_PAD_PROBE_OK; }, nullptr,
-                nullptr);
-            m_blocked.push_back({GST_PAD(gst_object_ref(pad)), probe});
+            GstPad* exit = gst_element_get_static_pad(queue, "src");
+            const gulong probe = gst_pad_add_probe(exit, GST_PAD_PROBE_TYPE_BLOCK_DOWNSTREAM,
+                                                   OnBlocked, this, nullptr);
+            m_blocked.push_back({exit, probe});
         }
         const bool isPicture = type.rfind("video/", 0) == 0 && !m_hasVideo;
         if (isPicture) {
             addPictures(queue);
         } else if (type.rfind("audio/", 0) == 0) {
-            addSound(queue, type);
+            addSound(queue, std::move(caps));
         } else {
             GstElement* sink = MakeElement("fakesink");
             g_object_set(sink, "async", FALSE, nullptr);
@@ -147,19 +156,38 @@ class VideoRun {
         gst_pad_link(pad, entry.get());
     }
 
-    void addSound(GstElement* queue, const std::string& type) {
+    // What the element can give.
+    static GstPointer<GstCaps> outputOf(GstElement* element) {
+        const GstPointer<GstPad> pad(gst_element_get_static_pad(element, "src"));
+        return GstPointer<GstCaps>(gst_pad_query_caps(pad.get(), nullptr));
+    }
+
+    void addSound(GstElement* queue, GstPointer<GstCaps> caps) {
+        const GstStructure* type = gst_caps_get_structure(caps.get(), 0);
+        const std::string name = gst_structure_get_name(type);
+        WaitLong(queue);
         GstElement* last = m_pipeline.append(nullptr, queue);
         if (const char* parser = SoundParser(type)) {
             last = m_pipeline.append(last, MakeElement(parser));
             gst_element_sync_state_with_parent(last);
-        } else if (type == "audio/mpeg") {
-            last = m_pipeline.append(last, MakeElement("parsebin"));
+            caps = outputOf(last);
         }
-        linkToMuxer(last, "sound (" + type.substr(6) + ")");
+        linkToMuxer(last, caps.get(), "sound (" + name.substr(name.find('/') + 1) + ")");
     }
 
-    void linkToMuxer(GstElement* last, const std::string& what) {
-        if (gst_element_link(last, m_mux)) return;
+    // To the kind of pad that takes what comes: left to itself a link takes the first that is free.
+    void linkToMuxer(GstElement* last, const GstCaps* caps, const std::string& what) {
+        const GstPointer<GstPad> from(gst_element_get_static_pad(last, "src"));
+        for (const GList* row =
+                 gst_element_class_get_pad_template_list(GST_ELEMENT_GET_CLASS(m_mux));
+             row != nullptr; row = row->next) {
+            auto* const pads = static_cast<GstPadTemplate*>(row->data);
+            if (GST_PAD_TEMPLATE_DIRECTION(pads) != GST_PAD_SINK) continue;
+            const GstPointer<GstCaps> takes(gst_pad_template_get_caps(pads));
+            if (!gst_caps_can_intersect(takes.get(), caps)) continue;
+            const GstPointer<GstPad> to(gst_element_request_pad(m_mux, pads, nullptr, caps));
+            if (to != nullptr && gst_pad_link(from.get(), to.get()) == GST_PAD_LINK_OK) return;
+        }
         throw Failure(kExitUnsupported, m_options.output,
                       "the " + what + " does not fit into this kind of file: name it .mkv");
     }
@@ -191,9 +219,10 @@ class VideoRun {
             last = m_pipeline.append(last, MakeElement(encoder.parser));
             chain.push_back(last);
         }
+        const GstPointer<GstCaps> coded = outputOf(last);
         GstElement* buffer = m_pipeline.append(last, MakeElement("queue"));
         chain.push_back(buffer);
-        linkToMuxer(buffer, "pictures");
+        linkToMuxer(buffer, coded.get(), "pictures");
         g_signal_connect(decode, "pad-added", G_CALLBACK(OnDecoded), m_entry);
         for (auto element = chain.rbegin(); element != chain.rend(); ++element) {
             gst_element_sync_state_with_parent(*element);
@@ -274,6 +303,7 @@ class VideoRun {
     GstElement* m_parse = nullptr;
     GstElement* m_entry = nullptr;  // of decoded pictures
     bool m_hasVideo = false;
+    std::atomic<bool> m_seeks{false};
     std::vector<Blocked> m_blocked;
     std::atomic<int> m_frames{0};
     std::atomic<GstClockTime> m_position{0};
@@ -317,8 +347,10 @@ class VideoCommand : public Command {
         PendingFile file(options.output);
         const int frames = VideoRun(options).run(file.temporaryPath());
         if (frames == 0) {
-            throw Failure(kExitUnreadable, options.input,
-                          "no picture came out of it: not a film, or cut short");
+            throw Failure(
+                kExitUnreadable, options.input,
+                "no moving picture came out of it: not a film, or cut short; for photos use "
+                "posteffect photo");
         }
         file.commit(options.force);
         return kExitDone;
