@@ -7,6 +7,7 @@ packages=(
     g++ cmake ninja-build pkg-config
     libegl-dev libgles-dev libegl1 libegl-mesa0 libgl1-mesa-dri libgles2
     libhwy-dev libjpeg62-turbo-dev libyuv-dev libexif-dev libcli11-dev nlohmann-json3-dev
+    libpng-dev libwebp-dev libtiff-dev
 )
 if [[ "${1:-}" == demo ]]; then
     packages+=(imagemagick fonts-dejavu-core)

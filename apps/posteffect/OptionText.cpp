@@ -130,12 +130,19 @@ Part ParseCrop(const std::string& text) {
     return {(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
 }
 
-int ParseQuality(const std::string& text) {
+int ParseWhole(const std::string& option, const std::string& text, int minimum, int maximum) {
     const auto numbers = ParseNumbers<int>(text, ',');
-    if (!numbers || numbers->size() != 1 || numbers->front() < 1 || numbers->front() > 100) {
-        throw WrongValue("quality", text, "a whole number, 1..100, such as 92");
+    if (!numbers || numbers->size() != 1 || numbers->front() < minimum ||
+        numbers->front() > maximum) {
+        throw WrongValue(
+            option, text,
+            "a whole number, " + std::to_string(minimum) + ".." + std::to_string(maximum));
     }
     return numbers->front();
+}
+
+int ParseQuality(const std::string& text) {
+    return ParseWhole("quality", text, 1, 100);
 }
 
 }  // namespace posteffect

@@ -25,6 +25,7 @@ std::string DefaultText(const EffectOption& option);
 OptionValue ParseOptionValue(const EffectOption& option, const std::string& text);
 Size ParseBlock(const std::string& text);
 Part ParseCrop(const std::string& text);
+int ParseWhole(const std::string& option, const std::string& text, int minimum, int maximum);
 int ParseQuality(const std::string& text);
 
 }  // namespace posteffect
