@@ -114,14 +114,15 @@ void EffectArguments::setOption(const std::string& name, const std::string& text
     for (Link& link : *chain) {
         if (!OptionIndex(*link.chosen.effect, name)) continue;
         if (taker) {
-            throw Failure(kExitWrongUse, "--" + name,
-                          "more than one of the effects takes it: write -e " +
-                              std::string(link.chosen.effect->nick) + ":" + name + "=" + text);
+            throw Failure(
+                kExitWrongUse, "--" + name,
+                "more than one of the effects takes it: write -e NAME:" + name + "=" + text);
         }
         taker = &link;
     }
     if (!taker) {
         std::vector<ChosenEffect> effects;
+        effects.reserve(chain->size());
         for (const Link& link : *chain) effects.push_back(link.chosen);
         throw NotTaken(name, effects);
     }
@@ -139,11 +140,13 @@ std::vector<ChosenEffect> EffectArguments::resolveChain() const {
         throw Failure(kExitWrongUse, "--effect", "is required: posteffect list names them");
     }
     std::vector<Link> chain;
+    chain.reserve(m_effects.size());
     for (const std::string& text : m_effects) chain.push_back(readLink(text));
     for (const auto& [name, text] : m_options) {
         if (text) setOption(name, *text, &chain);
     }
     std::vector<ChosenEffect> effects;
+    effects.reserve(chain.size());
     for (Link& link : chain) effects.push_back(std::move(link.chosen));
     return effects;
 }

@@ -188,6 +188,7 @@ std::vector<PhotoTask> PlanPhotos(const PhotoRequest& given) {
                           "/, or a pattern, as in -o '{stem}-{effect}.{ext}'");
     }
     std::vector<PhotoTask> tasks;
+    tasks.reserve(sources.size());
     for (const Source& source : sources) {
         tasks.push_back({source.path, one ? output : OutputFor(source, request)});
     }

@@ -94,9 +94,9 @@ class WebpWriter {
     WebPData data() const { return {m_memory.mem, m_memory.size}; }
 
   private:
-    WebPPicture m_picture;
-    WebPMemoryWriter m_memory;
-    bool m_valid;
+    WebPPicture m_picture{};
+    WebPMemoryWriter m_memory{};
+    bool m_valid = false;
 };
 
 FileBytes WithChunks(const WebPData& image, const Metadata& metadata) {
