@@ -139,7 +139,7 @@ TEST_F(Photo, EveryFormatBecomesEveryOtherWithItsMetadata) {
         const Bytes file = m_folder.read("first." + first);
         EXPECT_TRUE(Contains(file, first == "png" ? Bytes{'i', 'C', 'C', 'P'} : profile)) << first;
         for (const std::string second : kExtensions) {
-            SCOPED_TRACE(first + " to " + second);
+            SCOPED_TRACE(testing::Message() << first << " to " << second);
             succeed({"first." + first, "-o", "second." + second, "-e", "none", "--force"});
             succeed({"second." + second, "-o", "out.jpg", "-e", "none", "--force"});
             const Bytes out = m_folder.read("out.jpg");
@@ -168,7 +168,7 @@ TEST_F(Photo, EveryKindOfPngIsRead) {
     };
     struct Row {
         PngRecipe recipe;
-        bool alpha;
+        bool alpha = false;
     };
     const Row rows[] = {
         {{21, 14, "rgb", 8, true}, false},        {{21, 14, "rgba", 16, false}, true},
@@ -256,7 +256,8 @@ TEST_F(Photo, AChainIsItsEffectsInARow) {
     succeed({"in.png", "1.png", "-e", "mirror"});
     succeed({"1.png", "2.png", "-e", "vignette", "--strength", "90", "--radius", "0.3"});
     succeed({"in.png", "chain.png", "-e", "mirror", "-e", "vignette:strength=90", "--radius=0.3"});
-    succeed({"in.png", "other.png", "-e", "vignette:strength=90:radius=0.3"});
+    // Operands may follow an effect.
+    succeed({"-e", "vignette:strength=90:radius=0.3", "in.png", "other.png"});
     const RgbaPicture chain = png("chain.png");
     const auto at = [](const RgbaPicture& picture) {
         return [&picture](int x, int y) { return picture.at(x, y); };

@@ -54,10 +54,12 @@ const EffectInfo& FindEffect(const std::string& nick) {
 }
 
 void EffectArguments::declare(Arguments& arguments) {
-    arguments.options("-e,--effect", "NAME",
-                      "the effect: " + JoinNames(EffectNames(), "or") +
-                          "; NAME:option=value:... sets its options at once",
-                      &m_effects);
+    arguments.options(
+        "-e,--effect", "NAME",
+        "the effect: " + JoinNames(EffectNames(), "or") +
+            "; NAME:option=value:... sets its options at once. Several are applied in their order, "
+            "where the command takes several",
+        &m_effects);
     // Effects share names of options: one option for each name, with the help of all.
     std::map<std::string, std::string> helps;
     std::map<std::string, std::string> valueNames;
