@@ -131,7 +131,11 @@ TEST_F(Photo, EveryFormatBecomesEveryOtherWithItsMetadata) {
                          }()};
     JpegRecipe recipe;
     recipe.segments = {{kApp0 + 1, MakeExif(exif)}, xmp, IccSegment(profile)};
-    m_folder.write("in.jpg", MakeJpeg(recipe, Smooth));
+    Bytes made = MakeJpeg(recipe, Smooth);
+    made[13] = 1;  // of its JFIF segment: dots an inch, across and down
+    made[15] = 72;
+    made[17] = 96;
+    m_folder.write("in.jpg", made);
     const Rgb expected = DecodeRgb(m_folder.read("in.jpg")).at(20, 10);
     for (const std::string first : kExtensions) {
         succeed({"in.jpg", "-o", "first." + first, "-e", "none"});
@@ -153,6 +157,10 @@ TEST_F(Photo, EveryFormatBecomesEveryOtherWithItsMetadata) {
             };
             EXPECT_TRUE(has(IccSegment(profile)));
             EXPECT_TRUE(has(xmp));
+            if (first != "webp" && second != "webp") {
+                EXPECT_EQ(segments[0].bytes[9], 72);
+                EXPECT_EQ(segments[0].bytes[11], 96);
+            }
             // Of EXIF a TIFF file keeps which way is up, and that is up here.
             if (first != "tif" && second != "tif") {
                 EXPECT_TRUE(has(recipe.segments[0]));
@@ -357,6 +365,18 @@ TEST_F(Photo, MetadataAndOrientationGoAsAsked) {
     EXPECT_EQ(DecodeRgb(m_folder.read("out.jpg")).width, recipe.height);
     EXPECT_TRUE(segmentsAfter({"--metadata", "icc"}) == std::vector<Segment>{recipe.segments[1]});
     EXPECT_TRUE(segmentsAfter({"--metadata=strip"}).empty());
+
+    // A profile of greys stays with greys that nothing changes, and with those only.
+    JpegRecipe gray;
+    gray.colors = "gray";
+    Segment grayProfile = IccSegment(MakeProfile(1));
+    std::copy_n("GRAY", 4, grayProfile.bytes.begin() + 14 + 16);
+    gray.segments = {grayProfile};
+    m_folder.write("gray.jpg", MakeJpeg(gray, Smooth));
+    succeed({"gray.jpg", "gray2.jpg", "-e", "none", "--quality=keep"});
+    EXPECT_TRUE(ListSegments(m_folder.read("gray2.jpg")).back() == grayProfile);
+    succeed({"gray.jpg", "gray3.jpg", "-e", "none"});
+    EXPECT_EQ(ListSegments(m_folder.read("gray3.jpg")).size(), 1U);
 
     EXPECT_TRUE(segmentsAfter({"--orient=ignore"}) == recipe.segments);
     EXPECT_EQ(DecodeRgb(m_folder.read("out.jpg")).width, recipe.width);

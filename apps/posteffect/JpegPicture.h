@@ -43,6 +43,7 @@ struct JpegPicture {
     YuvPicture planes;
     std::vector<JpegSegment> segments;   // in the order of the file
     std::optional<JpegDensity> density;  // absent where the file has no JFIF segment
+    std::vector<JpegSegment> grayIcc;    // a profile of greys, which only greys can keep
     std::optional<JpegCoding> coding;    // absent where no JPEG file was read
 };
 
@@ -59,8 +60,8 @@ JpegPicture DecodeJpeg(const std::string& name, const std::vector<std::uint8_t>&
 std::vector<std::uint8_t> EncodeJpeg(const std::string& name, const JpegPicture& picture,
                                      std::optional<int> quality);
 
-// The JPEG `file` with the segments and density of `picture` in place of its own. No pixel changes,
-// for nothing is decoded. Throws Failure.
+// The JPEG `file` with the segments, profile of greys and density of `picture` in place of its own.
+// No pixel changes, for nothing is decoded. Throws Failure.
 std::vector<std::uint8_t> RewriteJpeg(const std::string& name,
                                       const std::vector<std::uint8_t>& file,
                                       const JpegPicture& picture);

@@ -233,7 +233,10 @@ void JpegReader::keepSegments() {
             std::memcmp(segment.bytes.data() + kIccColorSpace, "GRAY", 4) == 0) {
             dropIcc = true;
         }
-        if (icc && dropIcc) continue;
+        if (icc && dropIcc) {
+            m_picture.grayIcc.push_back(std::move(segment));
+            continue;
+        }
         // Its offsets point at further pictures behind this one, which are not carried along.
         if (marker->marker == JPEG_APP0 + 2 &&
             segment.startsWith(kMultiPictureName, sizeof(kMultiPictureName))) {

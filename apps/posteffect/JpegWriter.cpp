@@ -41,7 +41,7 @@ class JpegWriter {
     void writeHeader(const JpegPicture& picture, std::optional<int> quality);
     void useCoding(const JpegCoding& coding);
     void describe(const JpegPicture& picture);
-    void writeSegments(const JpegPicture& picture);
+    void writeSegments(const std::vector<JpegSegment>& segments);
     void writeRows(const YuvPicture& planes);
     std::vector<std::uint8_t> result() const { return {m_buffer, m_buffer + m_length}; }
 
@@ -80,7 +80,7 @@ void JpegWriter::writeHeader(const JpegPicture& picture, std::optional<int> qual
         std::int64_t{size.width} * size.height <= kOwnTablesPixels ? TRUE : FALSE;
     describe(picture);
     jpeg_start_compress(&m_info, TRUE);
-    writeSegments(picture);
+    writeSegments(picture.segments);
 }
 
 void JpegWriter::useCoding(const JpegCoding& coding) {
@@ -110,8 +110,8 @@ void JpegWriter::describe(const JpegPicture& picture) {
     m_info.Y_density = picture.density->y;
 }
 
-void JpegWriter::writeSegments(const JpegPicture& picture) {
-    for (const JpegSegment& segment : picture.segments) {
+void JpegWriter::writeSegments(const std::vector<JpegSegment>& segments) {
+    for (const JpegSegment& segment : segments) {
         if (segment.bytes.size() > kMaximumSegment) continue;
         jpeg_write_marker(&m_info, segment.marker, segment.bytes.data(),
                           static_cast<unsigned>(segment.bytes.size()));
@@ -132,7 +132,8 @@ std::vector<std::uint8_t> JpegWriter::rewrite(const std::vector<std::uint8_t>& f
         m_info.optimize_coding = TRUE;
         describe(picture);
         jpeg_write_coefficients(&m_info, coefficients);
-        writeSegments(picture);
+        writeSegments(picture.segments);
+        writeSegments(picture.grayIcc);
         jpeg_finish_compress(&m_info);
     });
     jpeg_destroy_decompress(&source);

@@ -72,6 +72,7 @@ void Drop(KeptMetadata kept, Picture* picture) {
                                   }),
                    segments.end());
     picture->density.reset();
+    if (kept == KeptMetadata::kNone) picture->grayIcc.clear();
 }
 
 const PictureFormat& InputFormat(const std::string& name, const FileBytes& file) {
@@ -101,7 +102,7 @@ class PhotoJob {
         const PictureFormat* wanted = OutputFormat(output, task.output);
         const std::string name = InputName(task.input);
         Progress progress;
-        const FileBytes file = ReadInput(task.input);
+        FileBytes file = ReadInput(task.input);
         const PictureFormat& source = InputFormat(name, file);
         const PictureFormat& target = wanted ? *wanted : source;
         Picture picture = source.decode(name, file);
@@ -113,14 +114,17 @@ class PhotoJob {
                               std::to_string(target.maximumSide) +
                               " pixels a side: choose another format for the output");
         }
+        const bool changed = Changes(m_options.chain);
         const Exif exif(picture.segments);
         const bool turned = m_options.upright && exif.orientation() != 1;
+        const bool same = !m_options.quality && !turned && !changed && &source == &kJpegFormat &&
+                          &target == &kJpegFormat;
+        if (!same) file = {};
         if (turned) {
             progress.stage("turning");
             TurnUpright(&picture, exif.orientation());
             if (picture.coding && SwapsSides(exif.orientation())) picture.coding->transpose();
         }
-        const bool changed = Changes(m_options.chain);
         if (changed) {
             progress.stage("filtering");
             MakePlanes(&picture);
@@ -134,8 +138,6 @@ class PhotoJob {
                 &picture.segments);
         }
         Drop(m_options.metadata, &picture);
-        const bool same = !m_options.quality && !turned && !changed && &source == &kJpegFormat &&
-                          &target == &kJpegFormat;
         const FileBytes result = same ? RewriteJpeg(name, file, picture)
                                       : target.encode(name, &picture, m_options.quality);
         progress.stage("writing");

@@ -1,6 +1,8 @@
 // PNG files.
 #include <png.h>
 
+#include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstring>
 #include <utility>
@@ -13,6 +15,9 @@ namespace {
 
 constexpr char kSignature[] = "\x89PNG\r\n\x1A\n";
 constexpr char kXmpKeyword[] = "XML:com.adobe.xmp";
+
+constexpr double kInch = 0.0254;         // metres
+constexpr std::uint8_t kDotsAnInch = 1;  // as JPEG counts units; 2 is centimetres
 
 // What deflate makes of one byte at the most, and some more.
 constexpr std::uint64_t kMostExpansion = 1100;
@@ -64,6 +69,7 @@ class PngReader {
   private:
     void readHeader();
     void keepText(Metadata* metadata) const;
+    std::optional<JpegDensity> density() const;
 
     template <typename Work>
     void guard(const Work& work) {
@@ -131,7 +137,21 @@ Picture PngReader::read() {
     Metadata metadata;
     keepText(&metadata);
     picture.segments = MakeSegments(metadata);
+    picture.density = density();
     return picture;
+}
+
+std::optional<JpegDensity> PngReader::density() const {
+    png_uint_32 x = 0;
+    png_uint_32 y = 0;
+    int unit = PNG_RESOLUTION_UNKNOWN;
+    if (png_get_pHYs(m_png, m_info, &x, &y, &unit) == 0 || unit != PNG_RESOLUTION_METER) {
+        return std::nullopt;
+    }
+    const auto dots = [](png_uint_32 aMeter) {
+        return static_cast<std::uint16_t>(std::clamp<long>(std::lround(aMeter * kInch), 1, 0xFFFF));
+    };
+    return JpegDensity{kDotsAnInch, dots(x), dots(y)};
 }
 
 void PngReader::keepText(Metadata* metadata) const {
@@ -213,6 +233,14 @@ void PngWriter::writeHeader(const Picture& picture, Metadata* metadata) {
         text.key = keyword;
         text.text = reinterpret_cast<png_charp>(metadata->xmp.data());
         png_set_text(m_png, m_info, &text, 1);
+    }
+    if (picture.density && picture.density->unit != 0) {
+        const double length = picture.density->unit == kDotsAnInch ? kInch : 0.01;
+        const auto dots = [length](std::uint16_t count) {
+            return static_cast<png_uint_32>(std::lround(count / length));
+        };
+        png_set_pHYs(m_png, m_info, dots(picture.density->x), dots(picture.density->y),
+                     PNG_RESOLUTION_METER);
     }
     png_write_info(m_png, m_info);
     if (rgba.opaque) png_set_filler(m_png, 0, PNG_FILLER_AFTER);

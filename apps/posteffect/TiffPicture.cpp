@@ -3,10 +3,14 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "apps/posteffect/Exif.h"
 #include "apps/posteffect/Failure.h"
@@ -20,7 +24,8 @@ constexpr std::uint16_t kUpright = ORIENTATION_TOPLEFT;
 
 // A TIFF file in memory: libtiff jumps about in it as in one on a disk.
 struct Memory {
-    FileBytes bytes;
+    FileBytes written;
+    const FileBytes& bytes = written;  // what is there to read
     std::size_t at = 0;
     char text[160] = {};  // libtiff's last error
 
@@ -40,11 +45,11 @@ tmsize_t OnWrite(thandle_t handle, void* bytes, tmsize_t count) {
     Memory& memory = Memory::of(handle);
     const std::size_t end = memory.at + static_cast<std::size_t>(count);
     try {
-        if (end > memory.bytes.size()) memory.bytes.resize(end);
+        if (end > memory.written.size()) memory.written.resize(end);
     } catch (...) {
         return 0;  // which libtiff takes for a full disk
     }
-    std::memcpy(memory.bytes.data() + memory.at, bytes, static_cast<std::size_t>(count));
+    std::memcpy(memory.written.data() + memory.at, bytes, static_cast<std::size_t>(count));
     memory.at = end;
     return count;
 }
@@ -132,9 +137,35 @@ AlphaKind TakeAlpha(TIFF* tiff) {
     return {false, multiplied};
 }
 
+// Whether no file of this length can hold so many rows, before there is memory for them.
+bool IsTooShort(TIFF* tiff, std::uint32_t height, std::size_t fileBytes) {
+    constexpr std::uint64_t kMostExpansion = 3000;  // of what follows, and some more
+    constexpr int kKnown[] = {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_DEFLATE,
+                              COMPRESSION_ADOBE_DEFLATE, COMPRESSION_PACKBITS};
+    std::uint16_t compression = COMPRESSION_NONE;
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+    return std::find(std::begin(kKnown), std::end(kKnown), compression) != std::end(kKnown) &&
+           TIFFScanlineSize64(tiff) * height / kMostExpansion > fileBytes;
+}
+
+// JPEG counts whole dots; both count inches and centimetres in this order.
+std::optional<JpegDensity> ReadDensity(TIFF* tiff) {
+    float x = 0;
+    float y = 0;
+    std::uint16_t unit = RESUNIT_NONE;
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_RESOLUTIONUNIT, &unit);
+    if (TIFFGetField(tiff, TIFFTAG_XRESOLUTION, &x) != 1 ||
+        TIFFGetField(tiff, TIFFTAG_YRESOLUTION, &y) != 1 || unit < RESUNIT_NONE ||
+        unit > RESUNIT_CENTIMETER || !(x >= 1 && x <= 0xFFFF && y >= 1 && y <= 0xFFFF)) {
+        return std::nullopt;
+    }
+    return JpegDensity{static_cast<std::uint8_t>(unit - RESUNIT_NONE),
+                       static_cast<std::uint16_t>(std::lround(x)),
+                       static_cast<std::uint16_t>(std::lround(y))};
+}
+
 Picture DecodeTiff(const std::string& name, const FileBytes& file) {
-    Memory memory;
-    memory.bytes = file;
+    Memory memory{{}, file};
     const OpenTiff tiff = Open("rm", &memory);
     const auto damaged = [&] {
         return Failure(
@@ -147,6 +178,10 @@ Picture DecodeTiff(const std::string& name, const FileBytes& file) {
     TIFFGetField(tiff.get(), TIFFTAG_IMAGEWIDTH, &width);
     TIFFGetField(tiff.get(), TIFFTAG_IMAGELENGTH, &height);
     CheckPictureSize(name, width, height);
+    if (IsTooShort(tiff.get(), height, file.size())) {
+        throw Failure(kExitUnreadable, name,
+                      "damaged or truncated TIFF (too short for its size): get a complete copy");
+    }
     char reason[1024] = {};
     if (TIFFRGBAImageOK(tiff.get(), reason) == 0) {
         throw Failure(kExitUnsupported, name,
@@ -174,6 +209,7 @@ Picture DecodeTiff(const std::string& name, const FileBytes& file) {
         libyuv::ARGBUnattenuate(rgba.row(y), rgba.stride(), rgba.row(y), rgba.stride(),
                                 rgba.size.width, 1);
     }
+    picture.density = ReadDensity(tiff.get());
     Metadata metadata;
     metadata.icc = Field(tiff.get(), TIFFTAG_ICCPROFILE);
     metadata.xmp = Field(tiff.get(), TIFFTAG_XMLPACKET);
@@ -198,6 +234,11 @@ bool WriteTiff(const Picture& picture, TIFF* tiff) {
                 set(TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE) &&
                 set(TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL) &&
                 set(TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tiff, 0));
+    if (picture.density) {
+        done = done && set(TIFFTAG_XRESOLUTION, double{1} * picture.density->x) &&
+               set(TIFFTAG_YRESOLUTION, double{1} * picture.density->y) &&
+               set(TIFFTAG_RESOLUTIONUNIT, picture.density->unit + RESUNIT_NONE);
+    }
     const std::uint16_t kinds[] = {EXTRASAMPLE_UNASSALPHA};
     if (!rgba.opaque) done = done && set(TIFFTAG_EXTRASAMPLES, 1, kinds);
     for (const auto& [tag, bytes] : {std::pair{TIFFTAG_ICCPROFILE, &metadata.icc},
@@ -227,7 +268,7 @@ FileBytes EncodeTiff(const std::string& name, Picture* picture, std::optional<in
         done = tiff && WriteTiff(*picture, tiff.get());
     }
     if (!done) throw Failure(kExitSomeFailed, name, "not enough memory: use a smaller picture");
-    return std::move(memory.bytes);
+    return std::move(memory.written);
 }
 
 }  // namespace
