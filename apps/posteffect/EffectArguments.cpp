@@ -116,9 +116,9 @@ void EffectArguments::setOption(const std::string& name, const std::string& text
     for (Link& link : *chain) {
         if (!OptionIndex(*link.chosen.effect, name)) continue;
         if (taker) {
-            throw Failure(
-                kExitWrongUse, "--" + name,
-                "more than one of the effects takes it: write -e NAME:" + name + "=" + text);
+            throw Failure(kExitWrongUse, "--" + name,
+                          "more than one of the effects takes it: set it behind the effect's name, "
+                          "as in -e NAME:option=value");
         }
         taker = &link;
     }
