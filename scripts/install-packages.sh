@@ -8,6 +8,7 @@ packages=(
     g++ cmake ninja-build pkg-config
     libegl-dev libgles-dev libegl1 libegl-mesa0 libgl1-mesa-dri libgles2
     libhwy-dev libjpeg62-turbo-dev libyuv-dev libexif-dev libcli11-dev nlohmann-json3-dev
+    libpng-dev libwebp-dev libtiff-dev
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev scdoc
 )
 if [[ "${1:-}" == demo ]]; then

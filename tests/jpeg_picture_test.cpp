@@ -299,7 +299,7 @@ TEST(Metadata, AGrayProfileIsNotPutOnAPictureWithColours) {
 std::vector<posteffect::JpegSegment> Updated(const Bytes& exif, posteffect::Size size,
                                              const posteffect::Exif::ThumbnailMaker& thumbnail) {
     std::vector<posteffect::JpegSegment> segments = {{kComment, {1, 2}}, {kApp0 + 1, exif}};
-    posteffect::Exif(segments).update(size, thumbnail, &segments);
+    posteffect::Exif(segments).update(size, true, thumbnail, &segments);
     return segments;
 }
 

@@ -185,8 +185,7 @@ class BenchCommand : public Command {
         const EffectInfo* only = m_effect ? &FindEffect(*m_effect) : nullptr;
         Results results;
         results.frame = m_size ? ParseEvenSize("size", *m_size) : kDefaultFrame;
-        results.frames =
-            m_frames ? ParseWholeNumber("frames", *m_frames, 1, 10000, 50) : kDefaultFrames;
+        results.frames = m_frames ? ParseWhole("frames", *m_frames, 1, 10000) : kDefaultFrames;
         setenv("POSTEFFECT_LOG", "none", 0);
         if (describeRenderer(&results.renderer) != 0) {
             throw Failure(kExitNoGpu, "bench",

@@ -31,6 +31,7 @@ namespace posteffect {
 namespace {
 
 constexpr const char* kFirstDevice = "/dev/video0";
+constexpr int kMostFrames = 1'000'000;
 constexpr double kStrengthStep = 10.0;  // a tenth of most ranges
 
 struct CameraOptions {
@@ -375,11 +376,11 @@ class CameraCommand : public Command {
         options.testSource = m_testSource;
         if (m_device) options.device = *m_device;
         if (m_size) options.size = ParseSize("size", *m_size);
-        options.effect = m_effect.chosenOr(kEffects[kEffectBypass]);
+        options.effect = m_effect.resolveOr(kEffects[kEffectBypass]);
         options.record = m_record;
         options.snapshot = m_snapshot;
         options.force = m_force;
-        if (m_frames) options.frames = ParseCount("frames", *m_frames);
+        if (m_frames) options.frames = ParseWhole("frames", *m_frames, 1, kMostFrames);
         options.sink = sink();
         if (options.record) {
             FindContainer(*options.record);

@@ -47,7 +47,8 @@ class ParsedArguments : public Arguments {
     }
     void options(const std::string& names, const std::string& valueName, const std::string& help,
                  std::vector<std::string>* words) override {
-        m_app.add_option(names, *words, help)->type_name(valueName)->take_all()->expected(1);
+        CLI::Option* option = m_app.add_option(names, *words, help)->type_name(valueName);
+        option->take_all()->expected(1)->allow_extra_args(false);  // one word each time
     }
     void flag(const std::string& names, const std::string& help, bool* given) override {
         m_app.add_flag(names, *given, help);

@@ -1,6 +1,8 @@
 #include "apps/posteffect/EffectArguments.h"
 
-#include <algorithm>
+#include <cstddef>
+#include <sstream>
+#include <utility>
 
 #include "apps/posteffect/Failure.h"
 #include "apps/posteffect/NearestName.h"
@@ -16,6 +18,29 @@ std::vector<std::string> EffectNames() {
     return nicks;
 }
 
+std::optional<std::size_t> OptionIndex(const EffectInfo& effect, const std::string& name) {
+    for (std::size_t i = 0; i < effect.options.count; ++i) {
+        if (name == effect.options.first[i].name) return i;
+    }
+    return std::nullopt;
+}
+
+Failure NotTaken(const std::string& name, const std::vector<ChosenEffect>& effects) {
+    std::vector<std::string> nicks;
+    std::vector<std::string> taken;
+    for (const ChosenEffect& chosen : effects) {
+        nicks.emplace_back(chosen.effect->nick);
+        for (const EffectOption& option : chosen.effect->options) {
+            taken.push_back("--" + std::string(option.name));
+        }
+    }
+    const std::string takes = taken.empty() ? "no options" : JoinNames(taken, "and");
+    return {kExitWrongUse, "--" + name,
+            nicks.size() == 1
+                ? "effect " + nicks.front() + " does not take it: it takes " + takes
+                : "neither " + JoinNames(nicks, "nor") + " takes it: they take " + takes};
+}
+
 }  // namespace
 
 const EffectInfo& FindEffect(const std::string& nick) {
@@ -29,8 +54,12 @@ const EffectInfo& FindEffect(const std::string& nick) {
 }
 
 void EffectArguments::declare(Arguments& arguments) {
-    arguments.option("-e,--effect", "NAME", "the effect: " + JoinNames(EffectNames(), "or"),
-                     &m_effect);
+    arguments.options(
+        "-e,--effect", "NAME",
+        "the effect: " + JoinNames(EffectNames(), "or") +
+            "; NAME:option=value:... sets its options at once. Several are applied in their order, "
+            "where the command takes several",
+        &m_effects);
     // Effects share names of options: one option for each name, with the help of all.
     std::map<std::string, std::string> helps;
     std::map<std::string, std::string> valueNames;
@@ -51,30 +80,92 @@ void EffectArguments::declare(Arguments& arguments) {
     }
 }
 
-ChosenEffect EffectArguments::resolve() const {
-    if (m_effect) return chosenOr(kEffects[kEffectBypass]);
-    throw Failure(kExitWrongUse, "--effect", "is required: posteffect list names them");
+struct EffectArguments::Link {
+    ChosenEffect chosen;
+    std::vector<bool> set;  // for each option whether it was set behind the effect's name
+};
+
+EffectArguments::Link EffectArguments::readLink(const std::string& text) {
+    std::istringstream words(text);
+    std::string word;
+    std::getline(words, word, ':');
+    Link link;
+    link.chosen.effect = &FindEffect(word);
+    link.chosen.values = DefaultValues(*link.chosen.effect);
+    link.set.resize(link.chosen.values.size());
+    while (std::getline(words, word, ':')) {
+        const std::size_t equals = word.find('=');
+        if (equals == std::string::npos) {
+            throw Failure(kExitWrongUse, "--effect " + text,
+                          "\"" + word + "\" is no option=value: write NAME:option=value");
+        }
+        const std::string name = word.substr(0, equals);
+        const auto index = OptionIndex(*link.chosen.effect, name);
+        if (!index) throw NotTaken(name, {link.chosen});
+        link.chosen.values[*index] =
+            ParseOptionValue(link.chosen.effect->options.first[*index], word.substr(equals + 1));
+        link.set[*index] = true;
+    }
+    return link;
 }
 
-ChosenEffect EffectArguments::chosenOr(const EffectInfo& fallback) const {
-    ChosenEffect chosen;
-    chosen.effect = m_effect ? &FindEffect(*m_effect) : &fallback;
-    chosen.values = DefaultValues(*chosen.effect);
-    std::vector<std::string> taken;
-    for (std::size_t i = 0; i < chosen.effect->options.count; ++i) {
-        const EffectOption& option = chosen.effect->options.first[i];
-        taken.push_back("--" + std::string(option.name));
-        const auto& text = m_options.at(option.name);
-        if (text) chosen.values[i] = ParseOptionValue(option, *text);
+// Gives the value to the one effect of the chain that takes it.
+void EffectArguments::setOption(const std::string& name, const std::string& text,
+                                std::vector<Link>* chain) {
+    Link* taker = nullptr;
+    for (Link& link : *chain) {
+        if (!OptionIndex(*link.chosen.effect, name)) continue;
+        if (taker) {
+            throw Failure(kExitWrongUse, "--" + name,
+                          "more than one of the effects takes it: set it behind the effect's name, "
+                          "as in -e NAME:option=value");
+        }
+        taker = &link;
     }
-    for (const auto& [name, text] : m_options) {
-        if (!text || std::find(taken.begin(), taken.end(), "--" + name) != taken.end()) continue;
+    if (!taker) {
+        std::vector<ChosenEffect> effects;
+        effects.reserve(chain->size());
+        for (const Link& link : *chain) effects.push_back(link.chosen);
+        throw NotTaken(name, effects);
+    }
+    const std::size_t index = *OptionIndex(*taker->chosen.effect, name);
+    if (taker->set[index]) {
         throw Failure(kExitWrongUse, "--" + name,
-                      std::string("effect ") + chosen.effect->nick +
-                          " does not take it: it takes " +
-                          (taken.empty() ? "no options" : JoinNames(taken, "and")));
+                      "is set behind the effect's name already: leave one of them out");
     }
-    return chosen;
+    taker->chosen.values[index] =
+        ParseOptionValue(taker->chosen.effect->options.first[index], text);
+}
+
+std::vector<ChosenEffect> EffectArguments::resolveChain() const {
+    if (m_effects.empty()) {
+        throw Failure(kExitWrongUse, "--effect", "is required: posteffect list names them");
+    }
+    std::vector<Link> chain;
+    chain.reserve(m_effects.size());
+    for (const std::string& text : m_effects) chain.push_back(readLink(text));
+    for (const auto& [name, text] : m_options) {
+        if (text) setOption(name, *text, &chain);
+    }
+    std::vector<ChosenEffect> effects;
+    effects.reserve(chain.size());
+    for (Link& link : chain) effects.push_back(std::move(link.chosen));
+    return effects;
+}
+
+ChosenEffect EffectArguments::resolve() const {
+    if (m_effects.size() > 1) {
+        throw Failure(kExitWrongUse, "--effect", "takes one effect here: give it once");
+    }
+    return resolveChain().front();
+}
+
+ChosenEffect EffectArguments::resolveOr(const EffectInfo& fallback) const {
+    if (!m_effects.empty()) return resolve();
+    for (const auto& [name, text] : m_options) {
+        if (text) throw NotTaken(name, {{&fallback, {}}});
+    }
+    return {&fallback, DefaultValues(fallback)};
 }
 
 }  // namespace posteffect

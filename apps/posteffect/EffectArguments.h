@@ -19,17 +19,25 @@ struct ChosenEffect {
 // The effect of this name; throws Failure, with the nearest name.
 const EffectInfo& FindEffect(const std::string& nick);
 
-// Declares --effect and an option for each of the effects' own.
+// Declares --effect and an option for each of the effects' own. --effect may be given several
+// times, each as NAME or NAME:option=value:option=value.
 class EffectArguments {
   public:
     void declare(Arguments& arguments);
-    // Throws Failure for what is no effect, no value, or no option of this effect.
-    ChosenEffect resolve() const;
-    // The same where an effect may be left out.
-    ChosenEffect chosenOr(const EffectInfo& fallback) const;
+    // Both throw Failure for what is no effect, no value, or no option of these effects.
+    ChosenEffect resolve() const;                    // exactly one
+    std::vector<ChosenEffect> resolveChain() const;  // one or more, in their order
+    // The one, where it may be left out.
+    ChosenEffect resolveOr(const EffectInfo& fallback) const;
 
   private:
-    std::optional<std::string> m_effect;
+    struct Link;  // one --effect
+
+    static Link readLink(const std::string& text);
+    static void setOption(const std::string& name, const std::string& text,
+                          std::vector<Link>* chain);
+
+    std::vector<std::string> m_effects;
     std::map<std::string, std::optional<std::string>> m_options;  // by name
 };
 

@@ -58,12 +58,14 @@ Exif::Exif(const std::vector<JpegSegment>& segments) : m_mem(exif_mem_new_defaul
     if (orientation >= 1 && orientation <= 8) m_orientation = orientation;
 }
 
-void Exif::update(Size size, const ThumbnailMaker& makeThumbnail,
+void Exif::update(Size size, bool upright, const ThumbnailMaker& makeThumbnail,
                   std::vector<JpegSegment>* segments) const {
     if (!m_data) return;
-    setNumber(EXIF_IFD_0, EXIF_TAG_ORIENTATION, 1);
-    setNumber(EXIF_IFD_1, EXIF_TAG_ORIENTATION, 1);
-    if (SwapsSides(m_orientation)) {
+    if (upright) {
+        setNumber(EXIF_IFD_0, EXIF_TAG_ORIENTATION, 1);
+        setNumber(EXIF_IFD_1, EXIF_TAG_ORIENTATION, 1);
+    }
+    if (upright && SwapsSides(m_orientation)) {
         setNumber(EXIF_IFD_0, EXIF_TAG_IMAGE_WIDTH, size.width);
         setNumber(EXIF_IFD_0, EXIF_TAG_IMAGE_LENGTH, size.height);
         setNumber(EXIF_IFD_EXIF, EXIF_TAG_PIXEL_X_DIMENSION, size.width);

@@ -25,12 +25,12 @@ class Exif {
     // A tag of text without the blanks around it; empty when there is none.
     std::string text(ExifIfd directory, ExifTag tag) const;
 
-    // Brings the segment in line with the finished, upright picture: orientation 1, its size, and
-    // the thumbnail that `makeThumbnail` returns for a quality from 1 to 100. The quality falls
-    // until the segment fits; where none fits, and where the old one was no JPEG, the thumbnail
-    // goes. Everything else stays.
+    // Brings the segment in line with the finished picture: where it was turned `upright`,
+    // orientation 1 and its size; and the thumbnail that `makeThumbnail` returns for a quality from
+    // 1 to 100. The quality falls until the segment fits; where none fits, and where the old one
+    // was no JPEG, the thumbnail goes. Everything else stays.
     using ThumbnailMaker = std::function<std::vector<std::uint8_t>(int quality)>;
-    void update(Size size, const ThumbnailMaker& makeThumbnail,
+    void update(Size size, bool upright, const ThumbnailMaker& makeThumbnail,
                 std::vector<JpegSegment>* segments) const;
 
   private:

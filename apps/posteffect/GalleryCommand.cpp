@@ -60,11 +60,11 @@ std::string CommandText(const std::string& input, const GalleryVariant& variant)
 }
 
 // The effect on the picture; none where the picture is too small for these settings.
-std::optional<JpegPicture> Filter(const std::string& name, const GalleryVariant& variant,
-                                  const JpegPicture& original) {
+std::optional<JpegPicture> Filter(PhotoService& service, const std::string& name,
+                                  const GalleryVariant& variant, const JpegPicture& original) {
     JpegPicture picture = original;
     try {
-        FilterPhoto(name, {variant.effect, variant.values, {}, {}}, &picture.planes);
+        service.filter(name, {{{variant.effect, variant.values}, {}, {}}}, &picture.planes);
     } catch (const Failure& failure) {
         if (failure.code() != kExitWrongUse) throw;
         return std::nullopt;
@@ -72,7 +72,8 @@ std::optional<JpegPicture> Filter(const std::string& name, const GalleryVariant&
     return picture;
 }
 
-GalleryPicture FilterAll(const std::string& path, const std::vector<GalleryVariant>& variants,
+GalleryPicture FilterAll(PhotoService& service, const std::string& path,
+                         const std::vector<GalleryVariant>& variants,
                          std::vector<SheetCell>* cells) {
     const std::string name = InputName(path);
     const JpegPicture original = Load(path);
@@ -81,7 +82,7 @@ GalleryPicture FilterAll(const std::string& path, const std::vector<GalleryVaria
     gallery.size = original.planes.size();
     gallery.original = EncodeJpeg(name, original, kPageQuality);
     for (const GalleryVariant& variant : variants) {
-        const auto picture = Filter(name, variant, original);
+        const auto picture = Filter(service, name, variant, original);
         if (!picture) continue;
         const std::string& setting = variant.setting;
         GalleryResult result;
@@ -144,8 +145,9 @@ class GalleryCommand : public Command {
 
         std::vector<GalleryPicture> pictures;
         std::vector<SheetCell> cells;
+        PhotoService service;
         for (const std::string& input : m_inputs) {
-            pictures.push_back(FilterAll(input, variants, &cells));
+            pictures.push_back(FilterAll(service, input, variants, &cells));
             FinishRow(&cells);
         }
         JpegPicture sheetPicture;

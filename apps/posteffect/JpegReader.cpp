@@ -5,10 +5,12 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "apps/posteffect/JpegErrors.h"
 #include "apps/posteffect/JpegPicture.h"
+#include "apps/posteffect/Picture.h"
 #include "apps/posteffect/PlaneScale.h"
 
 namespace posteffect {
@@ -17,9 +19,6 @@ namespace {
 constexpr int kAdobeMarker = JPEG_APP0 + 14;
 constexpr std::uint8_t kNeutralChroma = 128;
 constexpr int kMaximumRows = MAX_SAMP_FACTOR * DCTSIZE;  // of one component in a row of blocks
-
-// The library addresses a picture with 32-bit offsets.
-constexpr std::int64_t kMaximumPixels = ((std::int64_t{1} << 31) - 1) / 3 * 2;
 
 constexpr char kIccName[] = "ICC_PROFILE";       // with its final NUL; then number and count
 constexpr char kMultiPictureName[] = "MPF";      // with its final NUL
@@ -40,6 +39,7 @@ class JpegReader {
     void readRgb();
     void finish();
     void keepSegments();
+    void keepCoding();
     Plane takeComponent(int index, int divisor);
 
     template <typename Work>
@@ -85,11 +85,7 @@ void JpegReader::readHeader(const std::vector<std::uint8_t>& file) {
         throw Failure(kExitUnsupported, m_name,
                       "JPEG of an unknown colour space: convert it to RGB or grey first");
     }
-    if (std::int64_t{m_size.width} * m_size.height > kMaximumPixels) {
-        throw Failure(kExitUnsupported, m_name,
-                      "more than " + std::to_string(kMaximumPixels / 1000000) +
-                          " megapixels: use a smaller picture");
-    }
+    CheckPictureSize(m_name, m_size.width, m_size.height);
 }
 
 JpegPicture JpegReader::read() {
@@ -205,6 +201,23 @@ void JpegReader::finish() {
         }
     });
     keepSegments();
+    keepCoding();
+}
+
+void JpegReader::keepCoding() {
+    JpegCoding coding;
+    for (std::size_t c = 0; c < coding.components.size(); ++c) {
+        // What has no chroma, or none apart from light, is written with chroma as fine as its luma.
+        const bool chroma = m_info.jpeg_color_space == JCS_YCbCr;
+        const jpeg_component_info& coded = m_info.comp_info[chroma ? c : 0];
+        JpegCoding::Component& component = coding.components[c];
+        component.horizontal = chroma ? coded.h_samp_factor : 1;
+        component.vertical = chroma ? coded.v_samp_factor : 1;
+        const JQUANT_TBL* table = coded.quant_table;
+        if (!table) return;
+        std::copy(std::begin(table->quantval), std::end(table->quantval), component.steps.begin());
+    }
+    m_picture.coding = coding;
 }
 
 void JpegReader::keepSegments() {
@@ -220,7 +233,10 @@ void JpegReader::keepSegments() {
             std::memcmp(segment.bytes.data() + kIccColorSpace, "GRAY", 4) == 0) {
             dropIcc = true;
         }
-        if (icc && dropIcc) continue;
+        if (icc && dropIcc) {
+            m_picture.grayIcc.push_back(std::move(segment));
+            continue;
+        }
         // Its offsets point at further pictures behind this one, which are not carried along.
         if (marker->marker == JPEG_APP0 + 2 &&
             segment.startsWith(kMultiPictureName, sizeof(kMultiPictureName))) {

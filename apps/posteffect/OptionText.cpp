@@ -127,14 +127,6 @@ Size ParseSize(const std::string& option, const std::string& text) {
     return {(*numbers)[0], (*numbers)[1]};
 }
 
-int ParseCount(const std::string& option, const std::string& text) {
-    const auto numbers = ParseNumbers<int>(text, ',');
-    if (!numbers || numbers->size() != 1 || numbers->front() < 1) {
-        throw WrongValue(option, text, "a whole number, 1 or more");
-    }
-    return numbers->front();
-}
-
 Part ParseCrop(const std::string& text) {
     const auto numbers = ParseNumbers<double>(text, ',');
     constexpr double kEdge = 1.0 + 1e-9;  // three thirds are a whole
@@ -151,20 +143,19 @@ Part ParseCrop(const std::string& text) {
     return {(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
 }
 
-int ParseWholeNumber(const std::string& option, const std::string& text, int minimum, int maximum,
-                     int example) {
+int ParseWhole(const std::string& option, const std::string& text, int minimum, int maximum) {
     const auto numbers = ParseNumbers<int>(text, ',');
     if (!numbers || numbers->size() != 1 || numbers->front() < minimum ||
         numbers->front() > maximum) {
-        throw WrongValue(option, text,
-                         "a whole number, " + std::to_string(minimum) + ".." +
-                             std::to_string(maximum) + ", such as " + std::to_string(example));
+        throw WrongValue(
+            option, text,
+            "a whole number, " + std::to_string(minimum) + ".." + std::to_string(maximum));
     }
     return numbers->front();
 }
 
 int ParseQuality(const std::string& text) {
-    return ParseWholeNumber("quality", text, 1, 100, 92);
+    return ParseWhole("quality", text, 1, 100);
 }
 
 }  // namespace posteffect

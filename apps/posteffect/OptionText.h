@@ -25,12 +25,10 @@ std::string DefaultText(const EffectOption& option);
 OptionValue ParseOptionValue(const EffectOption& option, const std::string& text);
 // WIDTHxHEIGHT, both even.
 Size ParseEvenSize(const std::string& option, const std::string& text);
-int ParseWholeNumber(const std::string& option, const std::string& text, int minimum, int maximum,
-                     int example);
 Size ParseBlock(const std::string& text);
 Size ParseSize(const std::string& option, const std::string& text);  // "640x480", any sides
-int ParseCount(const std::string& option, const std::string& text);  // 1 or more
 Part ParseCrop(const std::string& text);
+int ParseWhole(const std::string& option, const std::string& text, int minimum, int maximum);
 int ParseQuality(const std::string& text);
 
 }  // namespace posteffect

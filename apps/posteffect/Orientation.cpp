@@ -63,6 +63,11 @@ Plane Halved(const Plane& full) {
 
 }  // namespace
 
+Plane TurnedUpright(const Plane& plane, int orientation) {
+    if (orientation < 2 || orientation > 8) return plane;
+    return Turned(plane, kTurns[orientation - 1]);
+}
+
 void TurnUpright(YuvPicture* picture, int orientation) {
     if (orientation < 2 || orientation > 8) return;
     const Turn& turn = kTurns[orientation - 1];

@@ -9,6 +9,9 @@ namespace posteffect {
 // else leave the picture as it is.
 void TurnUpright(YuvPicture* picture, int orientation);
 
+// The same for one full-size plane.
+Plane TurnedUpright(const Plane& plane, int orientation);
+
 // Whether upright and stored picture have width and height exchanged.
 constexpr bool SwapsSides(int orientation) {
     return orientation >= 5 && orientation <= 8;

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 #include "apps/posteffect/Failure.h"
 #include "apps/posteffect/FileDescriptor.h"
@@ -22,6 +23,8 @@ namespace {
 
 // The half-written file that the signal handler has to remove. Written before the file exists,
 // cleared after it has its final name, so there is no moment at which one could be left behind.
+// There is one at a time.
+std::mutex g_unfinishedMutex;
 std::array<char, PATH_MAX> g_unfinished;
 std::atomic<bool> g_hasUnfinished{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
@@ -197,6 +200,7 @@ void OutputFile::write(const std::vector<std::uint8_t>& bytes) const {
 }
 
 void OutputFile::writeBeside(const std::vector<std::uint8_t>& bytes) const {
+    const std::lock_guard<std::mutex> lock(g_unfinishedMutex);
     UnfinishedFile file(FolderOf(m_path), m_mode != 0 ? 0600 : 0666);
     if (!file.valid()) throw CannotWrite(m_name, errno, "choose a folder that you may write to");
     int error = WriteAll(file.get(), bytes);

@@ -15,6 +15,10 @@ class OutputFile {
     // and can be written. `input` is only there to tell that both are one file.
     OutputFile(const std::string& path, const std::string& input, bool overwrite);
 
+    // Whether it goes to a pipe, a device or standard output.
+    bool isStream() const { return m_kind != Kind::kFile; }
+
+    // Thread: any; files of several threads are written one after the other.
     void write(const std::vector<std::uint8_t>& bytes) const;
 
   private:

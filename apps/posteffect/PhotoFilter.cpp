@@ -20,7 +20,8 @@ int Pixels(double fraction, int side) {
 
 int Capture(ServiceSession& session, const PhotoFilter& filter, Size block,
             SemiPlanarFrame* frame) {
-    const android::String8 parameters(FlattenParameters(*filter.effect, filter.values).c_str());
+    const android::String8 parameters(
+        FlattenParameters(*filter.chosen.effect, filter.chosen.values).c_str());
     const Size size = frame->size;
     const int lumaBytes = static_cast<int>(frame->lumaBytes());
     // Always sent: the library keeps the rectangle of an earlier picture otherwise.
@@ -52,7 +53,7 @@ Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, 
     if (status == kPostEffectBusy) {
         return {kExitSomeFailed, name, "no thread for the work: end other programs and try again"};
     }
-    if (const auto fault = FindGpuFault(name, *filter.effect)) return *fault;
+    if (const auto fault = FindGpuFault(name, *filter.chosen.effect)) return *fault;
     if (filter.block) {
         return {kExitWrongUse, "--block " + SizeText(block),
                 "not possible for this picture on this GPU: choose another, or leave it out"};
@@ -64,13 +65,13 @@ Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, 
 
 // Folds top over bottom.
 bool IsPortraitFold(const PhotoFilter& filter) {
-    return filter.effect->number == kEffectMirror && filter.values[0].x == 0.0;
+    return filter.chosen.effect->number == kEffectMirror && filter.chosen.values[0].x == 0.0;
 }
 
 // The mirror folds about the middle of a buffer whose rows are whole units of 32 pixels: with as
 // much more on either side, that is the middle of the picture.
 SidePadding FoldPadding(const PhotoFilter& filter, Size picture) {
-    if (filter.effect->number != kEffectMirror || IsPortraitFold(filter)) return {};
+    if (filter.chosen.effect->number != kEffectMirror || IsPortraitFold(filter)) return {};
     constexpr int kRowUnit = 32;
     const int width = RoundUp(picture.width, 2);
     const int missing = RoundUp(width, kRowUnit) - width;
@@ -88,9 +89,10 @@ std::optional<std::size_t> AngleIndex(const EffectInfo& effect) {
 
 // A dot smaller than a pixel is none.
 void CheckCellRows(const PhotoFilter& filter, Size picture) {
-    for (std::size_t i = 0; i < filter.values.size(); ++i) {
-        const EffectOption& option = filter.effect->options.first[i];
-        if (option.target != OptionTarget::kCellRows || filter.values[i].x <= picture.height) {
+    for (std::size_t i = 0; i < filter.chosen.values.size(); ++i) {
+        const EffectOption& option = filter.chosen.effect->options.first[i];
+        if (option.target != OptionTarget::kCellRows ||
+            filter.chosen.values[i].x <= picture.height) {
             continue;
         }
         throw Failure(kExitWrongUse, std::string("--") + option.name,
@@ -101,30 +103,51 @@ void CheckCellRows(const PhotoFilter& filter, Size picture) {
 
 // An upright band is the level one of the picture lying on its side.
 bool HasUprightBand(const PhotoFilter& filter) {
-    const auto angle = AngleIndex(*filter.effect);
-    if (!angle || filter.values[*angle].x == 0.0) return false;
-    if (std::abs(filter.values[*angle].x) == 90.0) return true;
+    const auto angle = AngleIndex(*filter.chosen.effect);
+    if (!angle || filter.chosen.values[*angle].x == 0.0) return false;
+    if (std::abs(filter.chosen.values[*angle].x) == 90.0) return true;
     throw Failure(kExitWrongUse, "--angle", "of a still is 0 (level) or 90 (upright)");
 }
 
 PhotoFilter LyingOnItsSide(PhotoFilter filter) {
-    for (std::size_t i = 0; i < filter.values.size(); ++i) {
-        if (IsPoint(filter.effect->options.first[i])) {
-            std::swap(filter.values[i].x, filter.values[i].y);
+    for (std::size_t i = 0; i < filter.chosen.values.size(); ++i) {
+        if (IsPoint(filter.chosen.effect->options.first[i])) {
+            std::swap(filter.chosen.values[i].x, filter.chosen.values[i].y);
         }
     }
-    filter.values[*AngleIndex(*filter.effect)] = {};
+    filter.chosen.values[*AngleIndex(*filter.chosen.effect)] = {};
     if (filter.block) std::swap(filter.block->width, filter.block->height);
     return filter;
 }
 
 }  // namespace
 
-void FilterPhoto(const std::string& name, const PhotoFilter& filter, YuvPicture* picture) {
+bool Changes(const std::vector<PhotoFilter>& chain) {
+    return std::any_of(chain.begin(), chain.end(), [](const PhotoFilter& filter) {
+        return filter.chosen.effect->number != kEffectBypass;
+    });
+}
+
+PhotoService::PhotoService() {
+    // Faults are told in one line of our own; the library's lines are for those who ask for them.
+    setenv("POSTEFFECT_LOG", "none", 0);
+}
+
+PhotoService::~PhotoService() = default;
+
+void PhotoService::filter(const std::string& name, const std::vector<PhotoFilter>& chain,
+                          YuvPicture* picture) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const PhotoFilter& filter : chain) {
+        if (filter.chosen.effect->number != kEffectBypass) apply(name, filter, picture);
+    }
+}
+
+void PhotoService::apply(const std::string& name, const PhotoFilter& filter, YuvPicture* picture) {
     if (HasUprightBand(filter)) {
         constexpr int kTransposed = 5;  // as EXIF counts orientations
         TurnUpright(picture, kTransposed);
-        FilterPhoto(name, LyingOnItsSide(filter), picture);
+        apply(name, LyingOnItsSide(filter), picture);
         TurnUpright(picture, kTransposed);
         return;
     }
@@ -132,13 +155,14 @@ void FilterPhoto(const std::string& name, const PhotoFilter& filter, YuvPicture*
     const SidePadding padding = FoldPadding(filter, picture->size());
     SemiPlanarFrame frame = ToSemiPlanar(*picture, padding);
     const Size block = filter.block ? *filter.block
-                                    : ChooseBlockSize(frame.size, filter.effect->stillBlocks,
+                                    : ChooseBlockSize(frame.size, filter.chosen.effect->stillBlocks,
                                                       IsPortraitFold(filter));
-    // Faults are told in one line of our own; the library's lines are for those who ask for them.
-    setenv("POSTEFFECT_LOG", "none", 0);
-    ServiceSession session;
-    const int status = Capture(session, filter, block, &frame);
-    if (status != kPostEffectOk) throw Explain(name, filter, block, status);
+    if (!m_session) m_session = std::make_unique<ServiceSession>();
+    const int status = Capture(*m_session, filter, block, &frame);
+    if (status != kPostEffectOk) {
+        m_session.reset();
+        throw Explain(name, filter, block, status);
+    }
     FromSemiPlanar(frame, picture, padding);
 }
 

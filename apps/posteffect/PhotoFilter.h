@@ -1,24 +1,48 @@
-// Sends a photo through the library.
+// Sends photos through the library.
 #pragma once
 
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "apps/common/EffectParameters.h"
+#include "apps/posteffect/EffectArguments.h"
 #include "apps/posteffect/Geometry.h"
 #include "apps/posteffect/YuvPicture.h"
 
 namespace posteffect {
 
+class ServiceSession;
+
 struct PhotoFilter {
-    const EffectInfo* effect = nullptr;
-    OptionValues values;        // one for each option of the effect
+    ChosenEffect chosen;
     std::optional<Part> crop;   // of the upright picture; all of it by default
     std::optional<Size> block;  // chosen for the picture by default
 };
 
-// Filters in place. `name` stands for the file in messages. Throws Failure: wrong use where
-// the block does not fit, no GPU, or a limit that was met.
-void FilterPhoto(const std::string& name, const PhotoFilter& filter, YuvPicture* picture);
+// Whether any pixel may come out different.
+bool Changes(const std::vector<PhotoFilter>& chain);
+
+// One service of the library for many photos: starting one takes longer than a small photo does.
+// Thread: any; photos of several threads go through one after the other.
+class PhotoService {
+  public:
+    PhotoService();
+    ~PhotoService();
+    PhotoService(const PhotoService&) = delete;
+    PhotoService& operator=(const PhotoService&) = delete;
+
+    // Filters in place, in the order of the chain. `name` stands for the file in messages. Throws
+    // Failure: wrong use where the block does not fit, no GPU, or a limit that was met.
+    void filter(const std::string& name, const std::vector<PhotoFilter>& chain,
+                YuvPicture* picture);
+
+  private:
+    void apply(const std::string& name, const PhotoFilter& filter, YuvPicture* picture);
+
+    std::mutex m_mutex;
+    std::unique_ptr<ServiceSession> m_session;  // null until there is work, and after a fault
+};
 
 }  // namespace posteffect
