@@ -227,7 +227,7 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
     const std::string vignette = "--effect=vignette";
     const std::string none = "--effect=none";
     const Row rows[] = {
-        {2, "choose photo, list", {}},
+        {2, "choose photo, ", {}},
         {2, "did you mean photo?", {"phto", "in.jpg", "out.jpg", none}},
         {2, "OUT", {"photo", "in.jpg", none}},
         {2, "--effect", {"photo", "in.jpg", "out.jpg"}},

@@ -60,6 +60,8 @@ class MovingPictures : public testing::Test {
                                   "csv=p=0:nk=1 " +
                                   name));
         hashes.erase(std::remove(hashes.begin(), hashes.end(), ""), hashes.end());
+        // Packets with notes of their own come with a comma.
+        for (std::string& hash : hashes) hash = hash.substr(hash.find_first_not_of(','));
         return hashes;
     }
     Bytes probe(const std::string& name, const std::string& entries) const {
@@ -270,11 +272,17 @@ TEST_F(MovingPictures, VideoKeepsEveryFrameItsTimeAndTheSound) {
         for (std::size_t i = 0; i < after.size(); ++i) {
             EXPECT_NEAR(after[i] - after[0], pictures[i] - pictures[0], 0.0015) << i;
         }
-        // The same packets; what follows the end of the pictures may be missing.
+        // The same packets, but for those that no player lets be heard: before the pictures' begin
+        // and after their end.
         const auto kept = packets(out, "a");
         ASSERT_GE(kept.size() + 3, sound.size());
-        EXPECT_TRUE(std::equal(kept.begin(), kept.end(), sound.begin()));
-        EXPECT_NEAR(times(out, "a")[0] - after[0], times("in.mp4", "a")[0] - pictures[0], 0.04);
+        EXPECT_NE(std::search(sound.begin(), sound.end(), kept.begin(), kept.end()), sound.end());
+        // Each at its time.
+        const auto before = times("in.mp4", "a");
+        const double start = times(out, "a").front() - after.front();
+        EXPECT_TRUE(std::any_of(before.begin(), before.end(), [&](double time) {
+            return std::abs(time - pictures.front() - start) < 0.005;
+        })) << start;
     }
     EXPECT_EQ(m_folder.names().size(), 4U) << "nothing else is left";
 }
