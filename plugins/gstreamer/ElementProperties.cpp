@@ -63,6 +63,7 @@ const gchar* Kept(const std::string& text) {
 GType EffectEnum() {
     static const GType kType = [] {
         static std::vector<GEnumValue> values;
+        values.reserve(kEffectCount + 1);
         for (const EffectInfo& effect : kEffects) {
             values.push_back({effect.number, effect.name, effect.nick});
         }

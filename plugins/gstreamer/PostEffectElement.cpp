@@ -128,7 +128,7 @@ FrameColor ColorOf(const GstVideoInfo& info) {
 }
 
 std::string RendererText() {
-    PostEffectRenderer renderer;
+    PostEffectRenderer renderer{};
     if (describeRenderer(&renderer) != 0) return "none";
     return std::string(renderer.renderer) + ", " + renderer.version + ", " + renderer.platform;
 }

@@ -1,0 +1,283 @@
+// The element posteffect in real pipelines.
+#include <gst/app/gstappsink.h>
+#include <gst/app/gstappsrc.h>
+#include <gst/gst.h>
+#include <gst/video/video.h>
+#include <gtest/gtest.h>
+#include <posteffect/EffectCatalog.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+struct Unref {
+    void operator()(gpointer object) const { gst_object_unref(object); }
+};
+
+// A pipeline that takes frames from the test and gives them back.
+class Pipeline {
+  public:
+    explicit Pipeline(const std::string& middle) {
+        const std::string text =
+            "appsrc name=in format=time ! " + middle + " ! appsink name=out sync=false";
+        m_pipeline.reset(gst_parse_launch(text.c_str(), nullptr));
+        EXPECT_NE(m_pipeline, nullptr) << text;
+        m_source = byName("in");
+        m_sink = byName("out");
+        gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
+    }
+    ~Pipeline() { gst_element_set_state(m_pipeline.get(), GST_STATE_NULL); }
+    Pipeline(const Pipeline&) = delete;
+    Pipeline& operator=(const Pipeline&) = delete;
+
+    std::unique_ptr<GstElement, Unref> byName(const char* name) {
+        return std::unique_ptr<GstElement, Unref>(
+            gst_bin_get_by_name(GST_BIN(m_pipeline.get()), name));
+    }
+    // The frame behind the pipeline; empty when it ended with an error.
+    Bytes push(const std::string& caps, const Bytes& bytes, GstVideoInfo* layout = nullptr) {
+        GstCaps* parsed = gst_caps_from_string(caps.c_str());
+        gst_app_src_set_caps(GST_APP_SRC(m_source.get()), parsed);
+        gst_caps_unref(parsed);
+        GstBuffer* buffer = gst_buffer_new_allocate(nullptr, bytes.size(), nullptr);
+        gst_buffer_fill(buffer, 0, bytes.data(), bytes.size());
+        GST_BUFFER_PTS(buffer) = m_time++ * GST_MSECOND;
+        if (layout != nullptr) {
+            gst_buffer_add_video_meta_full(
+                buffer, GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_INFO_FORMAT(layout),
+                static_cast<guint>(GST_VIDEO_INFO_WIDTH(layout)),
+                static_cast<guint>(GST_VIDEO_INFO_HEIGHT(layout)), GST_VIDEO_INFO_N_PLANES(layout),
+                layout->offset, layout->stride);
+        }
+        gst_app_src_push_buffer(GST_APP_SRC(m_source.get()), buffer);
+        constexpr GstClockTime kPatience = 20 * GST_SECOND;
+        GstSample* sample =
+            gst_app_sink_try_pull_sample(GST_APP_SINK(m_sink.get()), kPatience / 20);
+        for (int i = 0; sample == nullptr && i < 20 && errors().empty(); ++i) {
+            sample = gst_app_sink_try_pull_sample(GST_APP_SINK(m_sink.get()), kPatience / 20);
+        }
+        if (sample == nullptr) return {};
+        Bytes result(gst_buffer_get_size(gst_sample_get_buffer(sample)));
+        gst_buffer_extract(gst_sample_get_buffer(sample), 0, result.data(), result.size());
+        gchar* text = gst_caps_to_string(gst_sample_get_caps(sample));
+        caps_ = text;
+        g_free(text);
+        gst_sample_unref(sample);
+        return result;
+    }
+    std::string errors() {
+        GstBus* bus = gst_element_get_bus(m_pipeline.get());
+        if (GstMessage* message = gst_bus_pop_filtered(bus, GST_MESSAGE_ERROR)) {
+            GError* error = nullptr;
+            gst_message_parse_error(message, &error, nullptr);
+            m_errors += error->message;
+            g_error_free(error);
+            gst_message_unref(message);
+        }
+        gst_object_unref(bus);
+        return m_errors;
+    }
+    const std::string& caps() const { return caps_; }
+
+  private:
+    std::unique_ptr<GstElement, Unref> m_pipeline, m_source, m_sink;
+    guint64 m_time = 0;
+    std::string m_errors, caps_;
+};
+
+std::string Caps(const char* format, int width, int height, const std::string& more = "") {
+    return std::string("video/x-raw,format=") + format + ",width=" + std::to_string(width) +
+           ",height=" + std::to_string(height) + ",framerate=25/1" + more;
+}
+
+GstVideoInfo Info(const std::string& caps) {
+    GstVideoInfo info;
+    GstCaps* parsed = gst_caps_from_string(caps.c_str());
+    EXPECT_TRUE(gst_video_info_from_caps(&info, parsed));
+    gst_caps_unref(parsed);
+    return info;
+}
+
+unsigned char Sample(guint component, int x, int y) {
+    const int wave = component == 0 ? 90 + (x * 3 + y * 5) % 97
+                                    : 110 + (x * 2 + y + static_cast<int>(component) * 7) % 31;
+    return static_cast<unsigned char>(wave);
+}
+
+// Visits every sample of a frame with this layout.
+template <typename Work>
+void ForEachSample(const GstVideoInfo& info, Work work) {
+    for (guint c = 0; c < 3; ++c) {
+        const auto offset = static_cast<int>(GST_VIDEO_INFO_COMP_OFFSET(&info, c));
+        for (int y = 0; y < GST_VIDEO_INFO_COMP_HEIGHT(&info, c); ++y) {
+            for (int x = 0; x < GST_VIDEO_INFO_COMP_WIDTH(&info, c); ++x) {
+                work(static_cast<std::size_t>(offset + y * GST_VIDEO_INFO_COMP_STRIDE(&info, c) +
+                                              x * GST_VIDEO_INFO_COMP_PSTRIDE(&info, c)),
+                     c, x, y);
+            }
+        }
+    }
+}
+
+constexpr unsigned char kPad = 0x5A;
+
+Bytes Scene(const GstVideoInfo& info) {
+    Bytes bytes(GST_VIDEO_INFO_SIZE(&info), kPad);
+    ForEachSample(info,
+                  [&](std::size_t at, guint c, int x, int y) { bytes[at] = Sample(c, x, y); });
+    return bytes;
+}
+
+// The samples in one order, whatever the layout.
+Bytes Samples(const GstVideoInfo& info, const Bytes& frame) {
+    Bytes samples;
+    if (frame.size() < GST_VIDEO_INFO_SIZE(&info)) return samples;
+    ForEachSample(info, [&](std::size_t at, guint, int, int) { samples.push_back(frame[at]); });
+    return samples;
+}
+
+class Element : public testing::Test {
+  protected:
+    static void SetUpTestSuite() { gst_init(nullptr, nullptr); }
+};
+
+TEST_F(Element, EveryFormatAndSizeGivesTheSamePicture) {
+    for (const auto& [width, height] : {std::pair{64, 48}, {33, 35}, {641, 479}, {1, 1}}) {
+        SCOPED_TRACE(width);
+        Bytes expected;
+        for (const char* format : {"NV21", "NV12", "I420", "YV12"}) {
+            SCOPED_TRACE(format);
+            const std::string caps = Caps(format, width, height);
+            const GstVideoInfo info = Info(caps);
+            Pipeline pipeline("posteffect effect=vignette strength=90 center-x=0.3");
+            const Bytes samples = Samples(info, pipeline.push(caps, Scene(info)));
+            EXPECT_FALSE(samples.empty()) << pipeline.errors();
+            if (expected.empty()) expected = samples;
+            EXPECT_EQ(samples, expected);
+        }
+    }
+}
+
+TEST_F(Element, PaddingOfRowsAndPlanesIsLeftAlone) {
+    const std::string caps = Caps("NV12", 62, 30);
+    const GstVideoInfo plain = Info(caps);
+    GstVideoInfo padded = plain;
+    padded.stride[0] = padded.stride[1] = 96;
+    padded.offset[1] = 96 * 34;
+    padded.size = 96 * 34 + 96 * 20;
+    Pipeline pipeline("posteffect effect=bloom");
+    const Bytes before = Scene(padded);
+    const Bytes after = pipeline.push(caps, before, &padded);
+    EXPECT_EQ(Samples(padded, after), Samples(plain, pipeline.push(caps, Scene(plain))));
+    Bytes outside = after;
+    ForEachSample(padded, [&](std::size_t at, guint, int, int) { outside[at] = kPad; });
+    EXPECT_EQ(outside, Bytes(padded.size, kPad));
+}
+
+TEST_F(Element, SizesFormatsEffectsAndOptionsChangeWhileItPlays) {
+    Pipeline pipeline("posteffect name=fx");
+    const auto element = pipeline.byName("fx");
+    const auto frame = [&](const std::string& caps) {
+        const GstVideoInfo info = Info(caps);
+        return Samples(info, pipeline.push(caps, Scene(info)));
+    };
+    const std::string small = Caps("NV12", 64, 48);
+    const Bytes untouched = frame(small);
+    EXPECT_EQ(untouched, Samples(Info(small), Scene(Info(small)))) << "effect none";
+    gst_util_set_object_arg(G_OBJECT(element.get()), "effect", "vignette");
+    const Bytes vignette = frame(small);
+    EXPECT_NE(vignette, untouched);
+    EXPECT_EQ(frame(Caps("I420", 130, 98)).size(), 130U * 98 * 3 / 2);
+    g_object_set(element.get(), "strength", 100.0, nullptr);
+    const Bytes hard = frame(small);
+    EXPECT_NE(hard, vignette);
+    g_object_set(element.get(), "strength", -1.0, nullptr);
+    EXPECT_EQ(frame(small), vignette) << "the effect's own default";
+    g_object_set(element.get(), "crop", "0.5,0.5,0.5,0.5", nullptr);
+    EXPECT_NE(frame(small), vignette);
+    g_object_set(element.get(), "crop", "1,2", nullptr);
+    EXPECT_EQ(frame(small), vignette) << "no crop";
+    g_object_set(element.get(), "param1", "0,0,0,0", nullptr);
+    EXPECT_NE(frame(small), vignette);
+    g_object_set(element.get(), "param1", "", "effect", 0, nullptr);
+    EXPECT_EQ(frame(small), untouched);
+
+    GstStructure* stats = nullptr;
+    gchar* renderer = nullptr;
+    g_object_get(element.get(), "stats", &stats, "renderer", &renderer, nullptr);
+    guint64 frames = 0;
+    gst_structure_get_uint64(stats, "frames", &frames);
+    EXPECT_EQ(frames, 7U) << "those that it worked on";
+    EXPECT_GT(std::strlen(renderer), 5U);
+    gst_structure_free(stats);
+    g_free(renderer);
+}
+
+TEST_F(Element, SeveralWorkInARowAndSideBySide) {
+    const std::string caps = Caps("NV21", 96, 64);
+    const GstVideoInfo info = Info(caps);
+    Pipeline row("posteffect effect=mirror ! posteffect effect=two-tone-v");
+    Pipeline first("posteffect effect=mirror");
+    Pipeline second("posteffect effect=two-tone-v");
+    const Bytes between = first.push(caps, Scene(info));
+    EXPECT_EQ(row.push(caps, Scene(info)), second.push(caps, between));
+}
+
+TEST_F(Element, CapsKeepTheirColorimetryAndGreysStayGrey) {
+    for (const char* colors : {"bt601", "bt709", "bt2020", "1:4:0:0", "1:3:5:1"}) {
+        SCOPED_TRACE(colors);
+        const std::string caps =
+            Caps("NV12", 64, 32, std::string(",colorimetry=(string)") + colors);
+        const GstVideoInfo info = Info(caps);
+        Bytes grey(GST_VIDEO_INFO_SIZE(&info), 128);
+        Pipeline pipeline("posteffect effect=mirror");
+        const Bytes after = pipeline.push(caps, grey);
+        EXPECT_NE(pipeline.caps().find(colors), std::string::npos) << pipeline.caps();
+        for (const unsigned char sample : Samples(info, after)) ASSERT_NEAR(sample, 128, 1);
+    }
+}
+
+TEST_F(Element, WhatItCannotDoIsAnErrorWithAPlainSentence) {
+    setenv("POSTEFFECT_SYSROOT", "/nowhere", 1);
+    const std::string caps = Caps("NV12", 64, 48);
+    Pipeline pipeline("posteffect effect=dots");
+    EXPECT_TRUE(pipeline.push(caps, Scene(Info(caps))).empty());
+    EXPECT_EQ(pipeline.errors().rfind("The effect dots cannot be applied to frames of 64x48.", 0),
+              0U);
+    unsetenv("POSTEFFECT_SYSROOT");
+}
+
+TEST_F(Element, HasAPropertyForEveryOptionOfEveryEffect) {
+    GstElement* element = gst_element_factory_make("posteffect", nullptr);
+    ASSERT_NE(element, nullptr);
+    GObjectClass* const type = G_OBJECT_GET_CLASS(element);
+    for (const auto& effect : posteffect::kEffects) {
+        gst_util_set_object_arg(G_OBJECT(element), "effect", effect.nick);
+        gint number = -1;
+        g_object_get(element, "effect", &number, nullptr);
+        EXPECT_EQ(number, effect.number) << effect.nick;
+        for (const auto& option : effect.options) {
+            const std::string name = std::string(option.name) + (IsPoint(option) ? "-y" : "");
+            GParamSpec* const spec = g_object_class_find_property(type, name.c_str());
+            ASSERT_NE(spec, nullptr) << name;
+            EXPECT_NE(spec->flags & GST_PARAM_CONTROLLABLE, 0) << name;
+            EXPECT_NE(std::string(g_param_spec_get_blurb(spec)).find(option.help),
+                      std::string::npos);
+            if (option.choices == nullptr) {
+                g_object_set(element, name.c_str(), option.maximum, nullptr);
+                gdouble value = 0.0;
+                g_object_get(element, name.c_str(), &value, nullptr);
+                EXPECT_EQ(value, option.maximum) << name;
+            }
+        }
+    }
+    gst_object_unref(element);
+}
+
+}  // namespace
