@@ -1,5 +1,5 @@
 # The short commands. Everything else is CMake (see CMakePresets.json).
-.PHONY: demo test bench fuzz install packages clean
+.PHONY: demo test tidy bench fuzz install packages clean
 
 demo:
 	scripts/install-packages.sh demo
@@ -8,6 +8,13 @@ demo:
 test:
 	scripts/install-packages.sh test
 	scripts/test.sh
+
+# The suite leaves the tests' own sources out.
+tidy:
+	scripts/install-packages.sh test
+	cmake --preset test
+	cmake --build --preset test
+	scripts/check-tidy.sh build/test all
 
 bench:
 	scripts/install-packages.sh test

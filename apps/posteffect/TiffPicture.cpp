@@ -69,7 +69,8 @@ toff_t OnSize(thandle_t handle) {
     return Memory::of(handle).bytes.size();
 }
 
-int OnError(TIFF*, void* memory, const char*, const char* format, va_list arguments) {
+[[gnu::format(printf, 4, 0)]] int OnError(TIFF*, void* memory, const char*, const char* format,
+                                          va_list arguments) {
     auto& text = static_cast<Memory*>(memory)->text;
     std::vsnprintf(text, sizeof(text), format, arguments);
     return 1;
