@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
@@ -158,6 +159,9 @@ TEST_F(Element, EveryFormatAndSizeGivesTheSamePicture) {
             Pipeline pipeline("posteffect effect=vignette strength=90 center-x=0.3");
             const Bytes samples = Samples(info, pipeline.push(caps, Scene(info)));
             EXPECT_FALSE(samples.empty()) << pipeline.errors();
+            if (width > 1) {
+                EXPECT_NE(samples, Samples(info, Scene(info)));
+            }
             if (expected.empty()) expected = samples;
             EXPECT_EQ(samples, expected);
         }
@@ -227,6 +231,29 @@ TEST_F(Element, SeveralWorkInARowAndSideBySide) {
     Pipeline second("posteffect effect=two-tone-v");
     const Bytes between = first.push(caps, Scene(info));
     EXPECT_EQ(row.push(caps, Scene(info)), second.push(caps, between));
+
+    const auto same = [&](Pipeline& pipeline, const Bytes& expected) {
+        int count = 0;
+        for (int i = 0; i < 20; ++i) count += pipeline.push(caps, Scene(info)) == expected ? 1 : 0;
+        return count;
+    };
+    const Bytes toned = second.push(caps, Scene(info));
+    EXPECT_NE(toned, between);
+    auto beside = std::async(std::launch::async, [&] { return same(second, toned); });
+    EXPECT_EQ(same(first, between), 20);
+    EXPECT_EQ(beside.get(), 20);
+}
+
+// The branches share each frame and run in turn: the first must write to a copy.
+TEST_F(Element, WritesToNoMemoryThatOthersHold) {
+    const std::string caps = Caps("NV12", 64, 48);
+    const Bytes scene = Scene(Info(caps));
+    Pipeline pipeline(
+        "tee name=t t. ! posteffect effect=contrast ! f. t. ! posteffect ! f. funnel name=f");
+    const Bytes filtered = pipeline.push(caps, scene);
+    EXPECT_FALSE(filtered.empty()) << pipeline.errors();
+    EXPECT_NE(filtered, scene);
+    EXPECT_EQ(pipeline.push(caps, scene), scene);
 }
 
 TEST_F(Element, CapsKeepTheirColorimetryAndGreysStayGrey) {
@@ -248,9 +275,34 @@ TEST_F(Element, WhatItCannotDoIsAnErrorWithAPlainSentence) {
     const std::string caps = Caps("NV12", 64, 48);
     Pipeline pipeline("posteffect effect=dots");
     EXPECT_TRUE(pipeline.push(caps, Scene(Info(caps))).empty());
-    EXPECT_EQ(pipeline.errors().rfind("The effect dots cannot be applied to frames of 64x48.", 0),
-              0U);
+    EXPECT_EQ(pipeline.errors().rfind("The look-up files of effect dots are missing.", 0), 0U)
+        << pipeline.errors();
     unsetenv("POSTEFFECT_SYSROOT");
+
+    Pipeline lacking("posteffect effect=mirror");
+    EXPECT_TRUE(lacking.push(caps, Bytes(16)).empty());
+    EXPECT_EQ(lacking.errors().rfind("The frame's memory cannot be written.", 0), 0U)
+        << lacking.errors();
+}
+
+TEST_F(Element, MalformedTextsAreReportedAndIgnored) {
+    const std::string caps = Caps("NV12", 64, 48);
+    const Bytes scene = Scene(Info(caps));
+    const auto mirrored = [&](const std::string& more) {
+        return Pipeline("posteffect effect=mirror " + more).push(caps, scene);
+    };
+    const Bytes landscape = mirrored("");
+    const Bytes portrait = mirrored("orientation=portrait");
+    EXPECT_NE(landscape, portrait);
+    EXPECT_EQ(mirrored("param0=\"0,0,0,0\""), portrait);
+    for (const char* name : {"param0", "param1", "crop"}) {
+        for (const char* malformed : {"0", "0,0,0,x", "0,0,0,0,0"}) {
+            const std::string text = std::string(name) + "=" + malformed;
+            g_test_expect_message(nullptr, G_LOG_LEVEL_WARNING, ("*" + text + "*").c_str());
+            EXPECT_EQ(mirrored(std::string(name) + "=\"" + malformed + "\""), landscape) << text;
+            g_test_assert_expected_messages();
+        }
+    }
 }
 
 TEST_F(Element, HasAPropertyForEveryOptionOfEveryEffect) {
@@ -264,11 +316,14 @@ TEST_F(Element, HasAPropertyForEveryOptionOfEveryEffect) {
         EXPECT_EQ(number, effect.number) << effect.nick;
         for (const auto& option : effect.options) {
             const std::string name = std::string(option.name) + (IsPoint(option) ? "-y" : "");
-            GParamSpec* const spec = g_object_class_find_property(type, name.c_str());
-            ASSERT_NE(spec, nullptr) << name;
-            EXPECT_NE(spec->flags & GST_PARAM_CONTROLLABLE, 0) << name;
-            EXPECT_NE(std::string(g_param_spec_get_blurb(spec)).find(option.help),
+            GParamSpec* const property = g_object_class_find_property(type, name.c_str());
+            ASSERT_NE(property, nullptr) << name;
+            EXPECT_NE(property->flags & GST_PARAM_CONTROLLABLE, 0) << name;
+            EXPECT_NE(std::string(g_param_spec_get_blurb(property)).find(option.help),
                       std::string::npos);
+            if (option.target == posteffect::OptionTarget::kBandAngle) {
+                EXPECT_NE(std::strstr(g_param_spec_get_blurb(property), "process"), nullptr);
+            }
             if (option.choices == nullptr) {
                 g_object_set(element, name.c_str(), option.maximum, nullptr);
                 gdouble value = 0.0;

@@ -42,6 +42,9 @@ std::map<std::string, OptionSummary> Summaries() {
                                  NumberText(option.minimum) + ".." + NumberText(option.maximum) +
                                  ", its default " + NumberText(option.defaultValue) + ")";
             }
+            if (option.target == OptionTarget::kBandAngle) {
+                summary.blurb += ", of all elements in the process";
+            }
         }
     }
     return summaries;
@@ -86,7 +89,7 @@ GType ChoiceEnum(const EffectOption& option) {
     return g_enum_register_static(Kept("GstPostEffect-" + std::string(option.name)), values.data());
 }
 
-GParamSpec* OptionSpec(const std::string& name, const OptionSummary& summary) {
+GParamSpec* OptionProperty(const std::string& name, const OptionSummary& summary) {
     const gchar* blurb = Kept(summary.blurb + (summary.minimum >= 0.0 ? "; -1: its default" : ""));
     if (summary.first->choices != nullptr) {
         return g_param_spec_enum(Kept(name), Kept(name), Kept(summary.blurb),
@@ -99,40 +102,40 @@ GParamSpec* OptionSpec(const std::string& name, const OptionSummary& summary) {
                                signedRange ? summary.first->defaultValue : kEffectsOwn, kLive);
 }
 
-GParamSpec* PointSpec(const std::string& name, const char* axis, const OptionSummary& summary) {
+GParamSpec* PointProperty(const std::string& name, const char* axis, const OptionSummary& summary) {
     const gchar* full = Kept(name + "-" + axis);
     return g_param_spec_double(full, full, Kept(summary.blurb + "; -1: its default"), kEffectsOwn,
                                summary.maximum, kEffectsOwn, kLive);
 }
 
-GParamSpec* TextSpec(const char* name, const char* blurb) {
+GParamSpec* TextProperty(const char* name, const char* blurb) {
     return g_param_spec_string(name, name, blurb, nullptr, kLive);
 }
 
-GParamSpec* Spec(const ElementProperty& property,
-                 const std::map<std::string, OptionSummary>& summaries) {
+GParamSpec* MakeProperty(const ElementProperty& property,
+                         const std::map<std::string, OptionSummary>& summaries) {
     switch (property.kind) {
         case PropertyKind::kEffect:
             return g_param_spec_enum("effect", "effect", "what is done to the frames", EffectEnum(),
                                      kEffectBypass, kLive);
         case PropertyKind::kOption:
-            return OptionSpec(property.option, summaries.at(property.option));
+            return OptionProperty(property.option, summaries.at(property.option));
         case PropertyKind::kPointX:
-            return PointSpec(property.option, "x", summaries.at(property.option));
+            return PointProperty(property.option, "x", summaries.at(property.option));
         case PropertyKind::kPointY:
-            return PointSpec(property.option, "y", summaries.at(property.option));
+            return PointProperty(property.option, "y", summaries.at(property.option));
         case PropertyKind::kGroup0:
-            return TextSpec("param0",
-                            "the first parameter group as the library takes it, a,b,c,d, "
-                            "instead of what the options make");
+            return TextProperty("param0",
+                                "the first parameter group as the library takes it, a,b,c,d, "
+                                "instead of what the options make");
         case PropertyKind::kGroup1:
-            return TextSpec("param1",
-                            "the second parameter group: a point and another on a grid "
-                            "of 960 x 544, a,b,c,d, instead of what the options make");
+            return TextProperty("param1",
+                                "the second parameter group: a point and another on a grid "
+                                "of 960 x 544, a,b,c,d, instead of what the options make");
         case PropertyKind::kCrop:
-            return TextSpec("crop",
-                            "the part of the frame that is shown, enlarged to all of it: "
-                            "x,y,width,height, fractions of the frame");
+            return TextProperty("crop",
+                                "the part of the frame that is shown, enlarged to all of it: "
+                                "x,y,width,height, fractions of the frame");
         case PropertyKind::kRenderer:
             return g_param_spec_string("renderer", "renderer", "what the library renders with",
                                        nullptr, Flags(G_PARAM_READABLE));
@@ -171,7 +174,7 @@ void InstallProperties(GObjectClass* objectClass) {
     const auto summaries = Summaries();
     guint id = 0;
     for (const ElementProperty& property : ElementProperties()) {
-        g_object_class_install_property(objectClass, ++id, Spec(property, summaries));
+        g_object_class_install_property(objectClass, ++id, MakeProperty(property, summaries));
     }
 }
 

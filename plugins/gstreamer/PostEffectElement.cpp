@@ -5,10 +5,11 @@
 #include <posteffect/PostEffect.h>
 #include <posteffect/Renderer.h>
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <mutex>
-#include <new>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -19,6 +20,7 @@ namespace {
 
 using posteffect::ColorMatrix;
 using posteffect::ColorRange;
+using posteffect::EffectInfo;
 using posteffect::ElementProperties;
 using posteffect::ElementProperty;
 using posteffect::FrameColor;
@@ -29,9 +31,6 @@ using posteffect::kEffectBypass;
 using posteffect::kEffects;
 using posteffect::PropertyKind;
 using posteffect::RawGroups;
-
-GST_DEBUG_CATEGORY_STATIC(postEffectDebug);
-#define GST_CAT_DEFAULT postEffectDebug
 
 // Colorimetry is left out: whatever it is, it is kept.
 constexpr const char* kCaps =
@@ -46,7 +45,9 @@ struct State {
     std::mutex mutex;
     int effect = kEffectBypass;
     posteffect::OptionSettings options;
-    std::string group0, group1, crop;
+    std::string group0Text, group1Text, cropText;  // as they were set
+    RawGroups groups;                              // what they mean
+    FrameCrop crop;
     bool changed = true;  // since the last frame
     guint64 frames = 0;
     guint64 failed = 0;
@@ -83,26 +84,31 @@ std::optional<std::array<Number, kCount>> ParseNumbers(const std::string& text) 
     return numbers;
 }
 
-// For a group that stands empty or wrong, what the options make.
-std::optional<std::array<int, 4>> Group(GstElement* element, const char* name,
-                                        const std::string& text) {
-    if (text.empty()) return std::nullopt;
+// Both: what is malformed is reported and counts as empty. An empty group is what the options make,
+// an empty crop all of the frame.
+std::optional<std::array<int, 4>> Group(const char* name, const std::string& text) {
     const auto numbers = ParseNumbers<int, 4>(text);
-    if (!numbers) GST_WARNING_OBJECT(element, "%s=%s is not a,b,c,d", name, text.c_str());
+    if (!numbers && !text.empty()) {
+        g_warning("posteffect: %s=%s is not a,b,c,d and is ignored", name, text.c_str());
+    }
     return numbers;
 }
 
-FrameCrop Crop(GstElement* element, const std::string& text) {
-    if (text.empty()) return {};
+FrameCrop Crop(const std::string& text) {
+    constexpr double kLargest = 1.0001;  // thirds, as people write them, still fit
     const auto numbers = ParseNumbers<double, 4>(text);
-    if (!numbers || (*numbers)[0] < 0.0 || (*numbers)[1] < 0.0 || (*numbers)[2] <= 0.0 ||
-        (*numbers)[3] <= 0.0 || (*numbers)[0] + (*numbers)[2] > 1.0001 ||
-        (*numbers)[1] + (*numbers)[3] > 1.0001) {
-        GST_WARNING_OBJECT(element, "crop=%s is not x,y,width,height inside the frame",
-                           text.c_str());
-        return {};
+    if (numbers) {
+        const auto [x, y, width, height] = *numbers;
+        if (x >= 0.0 && y >= 0.0 && width > 0.0 && height > 0.0 && x + width <= kLargest &&
+            y + height <= kLargest) {
+            return {x, y, width, height};
+        }
     }
-    return {(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
+    if (!text.empty()) {
+        g_warning("posteffect: crop=%s is not x,y,width,height inside the frame and is ignored",
+                  text.c_str());
+    }
+    return {};
 }
 
 FrameColor ColorOf(const GstVideoInfo& info) {
@@ -133,46 +139,47 @@ std::string RendererText() {
     return std::string(renderer.renderer) + ", " + renderer.version + ", " + renderer.platform;
 }
 
-// Frames of effect none go by without being touched or mapped.
-void SetPassthrough(gpointer element) {
-    gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(element),
-                                       StateOf(element).effect == kEffectBypass);
+// Frames of effect none go by without being touched or mapped. Under the lock: of two threads the
+// last one to set the effect also decides on this.
+void SetEffect(GstBaseTransform* base, State* state, int effect) {
+    state->effect = effect;
+    gst_base_transform_set_passthrough(base, effect == kEffectBypass);
 }
 
 void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec*) {
     State& state = StateOf(object);
-    {
-        const std::lock_guard<std::mutex> lock(state.mutex);
-        state.changed = true;
-        const auto text = [value] {
-            const gchar* given = g_value_get_string(value);
-            return std::string(given != nullptr ? given : "");
-        };
-        switch (ElementProperties()[id - 1].kind) {
-            case PropertyKind::kEffect:
-                state.effect = g_value_get_enum(value);
-                break;
-            case PropertyKind::kOption:
-            case PropertyKind::kPointX:
-            case PropertyKind::kPointY:
-                state.options.set(id, G_VALUE_HOLDS_ENUM(value) ? g_value_get_enum(value)
-                                                                : g_value_get_double(value));
-                break;
-            case PropertyKind::kGroup0:
-                state.group0 = text();
-                break;
-            case PropertyKind::kGroup1:
-                state.group1 = text();
-                break;
-            case PropertyKind::kCrop:
-                state.crop = text();
-                break;
-            case PropertyKind::kRenderer:
-            case PropertyKind::kStats:
-                break;
-        }
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    state.changed = true;
+    const auto text = [value] {
+        const gchar* given = g_value_get_string(value);
+        return std::string(given != nullptr ? given : "");
+    };
+    switch (ElementProperties()[id - 1].kind) {
+        case PropertyKind::kEffect:
+            SetEffect(GST_BASE_TRANSFORM(object), &state, g_value_get_enum(value));
+            break;
+        case PropertyKind::kOption:
+        case PropertyKind::kPointX:
+        case PropertyKind::kPointY:
+            state.options.set(id, G_VALUE_HOLDS_ENUM(value) ? g_value_get_enum(value)
+                                                            : g_value_get_double(value));
+            break;
+        case PropertyKind::kGroup0:
+            state.group0Text = text();
+            state.groups.group0 = Group("param0", state.group0Text);
+            break;
+        case PropertyKind::kGroup1:
+            state.group1Text = text();
+            state.groups.group1 = Group("param1", state.group1Text);
+            break;
+        case PropertyKind::kCrop:
+            state.cropText = text();
+            state.crop = Crop(state.cropText);
+            break;
+        case PropertyKind::kRenderer:
+        case PropertyKind::kStats:
+            break;
     }
-    SetPassthrough(object);
 }
 
 void GetProperty(GObject* object, guint id, GValue* value, GParamSpec*) {
@@ -197,13 +204,13 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec*) {
             }
             break;
         case PropertyKind::kGroup0:
-            g_value_set_string(value, state.group0.c_str());
+            g_value_set_string(value, state.group0Text.c_str());
             break;
         case PropertyKind::kGroup1:
-            g_value_set_string(value, state.group1.c_str());
+            g_value_set_string(value, state.group1Text.c_str());
             break;
         case PropertyKind::kCrop:
-            g_value_set_string(value, state.crop.c_str());
+            g_value_set_string(value, state.cropText.c_str());
             break;
         case PropertyKind::kRenderer:
         case PropertyKind::kStats: {
@@ -244,22 +251,45 @@ void BeforeTransform(GstBaseTransform* base, GstBuffer* buffer) {
 }
 
 // What has been set since the last frame.
-void Apply(GstElement* element, State* state) {
+void Apply(State* state) {
     const std::lock_guard<std::mutex> lock(state->mutex);
     if (!state->changed) return;
     state->changed = false;
-    const posteffect::EffectInfo& effect = kEffects[static_cast<std::size_t>(state->effect)];
+    const EffectInfo& effect = kEffects[static_cast<std::size_t>(state->effect)];
     state->filter->setEffect(effect, state->options.valuesFor(effect));
-    RawGroups groups;
-    groups.group0 = Group(element, "param0", state->group0);
-    groups.group1 = Group(element, "param1", state->group1);
-    state->filter->setRawGroups(groups);
-    state->filter->setCrop(Crop(element, state->crop));
+    state->filter->setRawGroups(state->groups);
+    state->filter->setCrop(state->crop);
+}
+
+// Whether a frame that no GPU finds too large goes through.
+bool WorksAtAll(const EffectInfo& effect) {
+    constexpr int kSide = 64;  // pixels
+    constexpr std::size_t kPixels = std::size_t{kSide} * kSide;
+    std::array<std::uint8_t, kPixels / 2 * 3> bytes{};
+    std::uint8_t* const chroma = bytes.data() + kPixels;
+    FrameFilter filter;
+    filter.setEffect(effect, DefaultValues(effect));
+    return filter.process({kSide, kSide, bytes.data(), kSide, chroma + 1, chroma, kSide, 2}, {}) ==
+           kPostEffectOk;
+}
+
+// Why the effect cannot be applied to frames of this size, and the way out.
+std::string Fault(const EffectInfo& effect, int width, int height) {
+    // The vignette reads no files: it works wherever the GPU does.
+    if (!WorksAtAll(kEffects[posteffect::kEffectVignette])) {
+        return "The GPU cannot be used. Install its driver; \"posteffect doctor\" tells more.";
+    }
+    if (!WorksAtAll(effect)) {
+        return std::string("The look-up files of effect ") + effect.nick +
+               " are missing. Install them again (share/posteffect).";
+    }
+    return "The GPU cannot filter frames of " + std::to_string(width) + "x" +
+           std::to_string(height) + ". Make them smaller, with videoscale for example.";
 }
 
 GstFlowReturn TransformInPlace(GstBaseTransform* base, GstBuffer* buffer) {
     State& state = StateOf(base);
-    Apply(GST_ELEMENT(base), &state);
+    Apply(&state);
     const GstVideoInfo& info = GST_VIDEO_FILTER(base)->in_info;
     GstVideoFrame frame;
     // Read here as well: the base class lets frames that it cannot map go by.
@@ -286,18 +316,18 @@ GstFlowReturn TransformInPlace(GstBaseTransform* base, GstBuffer* buffer) {
     const int status = state.filter->process(view, ColorOf(info));
     const auto end = std::chrono::steady_clock::now();
     gst_video_frame_unmap(&frame);
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    ++state.frames;
-    state.spent += end - begin;
-    if (status == kPostEffectOk) return GST_FLOW_OK;
-    ++state.failed;
-    GST_ELEMENT_ERROR(
-        base, LIBRARY, FAILED,
-        ("The effect %s cannot be applied to frames of %dx%d.",
-         kEffects[static_cast<std::size_t>(state.effect)].nick, view.width, view.height),
-        ("status %d: no GPU, its look-up files missing, or the frames too large; posteffect doctor "
-         "tells more",
-         status));
+    int effect = kEffectBypass;
+    {
+        const std::lock_guard<std::mutex> lock(state.mutex);
+        ++state.frames;
+        state.spent += end - begin;
+        if (status == kPostEffectOk) return GST_FLOW_OK;
+        ++state.failed;
+        effect = state.effect;
+    }
+    const std::string fault =
+        Fault(kEffects[static_cast<std::size_t>(effect)], view.width, view.height);
+    GST_ELEMENT_ERROR(base, LIBRARY, FAILED, ("%s", fault.c_str()), ("status %d", status));
     return GST_FLOW_ERROR;
 }
 
@@ -306,7 +336,6 @@ void Finalize(GObject* object);
 GObjectClass* gParentClass = nullptr;
 
 void InitClass(gpointer klass, gpointer) {
-    GST_DEBUG_CATEGORY_INIT(postEffectDebug, "posteffect", 0, "effects on raw video");
     auto* const objectClass = static_cast<GObjectClass*>(klass);
     gParentClass = G_OBJECT_CLASS(g_type_class_peek_parent(klass));
     objectClass->set_property = SetProperty;
@@ -334,9 +363,10 @@ void InitClass(gpointer klass, gpointer) {
 }
 
 void InitInstance(GTypeInstance* instance, gpointer) {
-    reinterpret_cast<Element*>(instance)->state = new State;
+    auto* const state = new State;
+    reinterpret_cast<Element*>(instance)->state = state;
     gst_base_transform_set_in_place(GST_BASE_TRANSFORM(instance), TRUE);
-    SetPassthrough(instance);
+    SetEffect(GST_BASE_TRANSFORM(instance), state, kEffectBypass);
 }
 
 void Finalize(GObject* object) {
