@@ -23,6 +23,8 @@
 #include "apps/posteffect/Orientation.h"
 #include "apps/posteffect/OutputFile.h"
 #include "apps/posteffect/PhotoFilter.h"
+#include "apps/posteffect/Picture.h"
+#include "apps/posteffect/PictureFormat.h"
 #include "apps/posteffect/PlaneScale.h"
 #include "apps/posteffect/StandardOutput.h"
 
@@ -39,8 +41,11 @@ constexpr int kMaximumSheetHeight = 65500;  // of a JPEG
 // The page's pictures are upright and small; of what travels with a photo only its profile counts.
 JpegPicture Load(const std::string& path) {
     const std::string name = InputName(path);
-    JpegPicture picture = DecodeJpeg(name, ReadInput(path));
-    TurnUpright(&picture.planes, Exif(picture.segments).orientation());
+    const FileBytes file = ReadInput(path);
+    Picture picture = FormatOfInput(name, file).decode(name, file);
+    TurnUpright(&picture, Exif(picture.segments).orientation());
+    Flatten(&picture);
+    MakePlanes(&picture);
     picture.planes = ShrinkPicture(picture.planes, kLongerSide);
     static constexpr char kProfile[] = "ICC_PROFILE";
     auto& segments = picture.segments;

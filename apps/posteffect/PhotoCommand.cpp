@@ -75,13 +75,6 @@ void Drop(KeptMetadata kept, Picture* picture) {
     if (kept == KeptMetadata::kNone) picture->grayIcc.clear();
 }
 
-const PictureFormat& InputFormat(const std::string& name, const FileBytes& file) {
-    const PictureFormat* format = FormatOfContent(file);
-    if (format) return *format;
-    throw Failure(kExitUnsupported, name,
-                  "not a JPEG, PNG, WebP or TIFF picture: convert it to one of them first");
-}
-
 // Streams have no name that tells: they get what came in.
 const PictureFormat* OutputFormat(const OutputFile& output, const std::string& path) {
     if (output.isStream()) return nullptr;
@@ -103,7 +96,7 @@ class PhotoJob {
         const std::string name = InputName(task.input);
         Progress progress;
         FileBytes file = ReadInput(task.input);
-        const PictureFormat& source = InputFormat(name, file);
+        const PictureFormat& source = FormatOfInput(name, file);
         const PictureFormat& target = wanted ? *wanted : source;
         Picture picture = source.decode(name, file);
         const Size size = picture.size();

@@ -8,6 +8,7 @@
 #include "apps/posteffect/Failure.h"
 #include "apps/posteffect/IccProfile.h"
 #include "apps/posteffect/JpegPicture.h"
+#include "apps/posteffect/PictureFormat.h"
 
 namespace posteffect {
 namespace {
@@ -107,6 +108,22 @@ Bytes JoinProfile(const std::vector<JpegSegment>& segments) {
     return profile;
 }
 
+// What travels with the pixels.
+void DescribeSegments(const std::vector<JpegSegment>& segments, PictureFacts* facts) {
+    const Bytes profile = JoinProfile(segments);
+    facts->profileBytes = profile.size();
+    facts->profileName = IccProfileName(profile);
+
+    const Exif exif(segments);
+    facts->orientation = exif.orientation();
+    facts->make = exif.text(EXIF_IFD_0, EXIF_TAG_MAKE);
+    facts->model = exif.text(EXIF_IFD_0, EXIF_TAG_MODEL);
+    facts->date = exif.text(EXIF_IFD_EXIF, EXIF_TAG_DATE_TIME_ORIGINAL);
+    if (facts->date.empty()) facts->date = exif.text(EXIF_IFD_0, EXIF_TAG_DATE_TIME);
+    const Bytes thumbnail = exif.thumbnail();
+    if (!thumbnail.empty()) facts->thumbnail = ReadJpegHeader(thumbnail).size;
+}
+
 void DescribeJpeg(const std::string& name, const Bytes& file, PictureFacts* facts) {
     const JpegHeader header = ReadJpegHeader(file);
     if (header.process < 0) {
@@ -121,19 +138,7 @@ void DescribeJpeg(const std::string& name, const Bytes& file, PictureFacts* fact
     const std::string subsampling = SubsamplingName(header.sampling);
     facts->coding = ProcessName(header.process) + ", " + colors;
     if (!subsampling.empty()) facts->coding += " " + subsampling;
-    const Bytes profile = JoinProfile(header.segments);
-    facts->profileBytes = profile.size();
-    facts->profileName = IccProfileName(profile);
-
-    const Exif exif(header.segments);
-    facts->orientation = exif.orientation();
-    facts->make = exif.text(EXIF_IFD_0, EXIF_TAG_MAKE);
-    facts->model = exif.text(EXIF_IFD_0, EXIF_TAG_MODEL);
-    facts->date = exif.text(EXIF_IFD_EXIF, EXIF_TAG_DATE_TIME_ORIGINAL);
-    if (facts->date.empty()) facts->date = exif.text(EXIF_IFD_0, EXIF_TAG_DATE_TIME);
-    const Bytes thumbnail = exif.thumbnail();
-    if (!thumbnail.empty()) facts->thumbnail = ReadJpegHeader(thumbnail).size;
-
+    DescribeSegments(header.segments, facts);
     if (components == 4) {
         facts->photo = "refuses it: CMYK has to be converted to RGB first";
         return;
@@ -217,6 +222,15 @@ PictureFacts ReadPictureFacts(const std::string& name, const std::vector<std::ui
         facts.format = format.name;
         facts.photo = "refuses it: convert it to JPEG first";
         format.describe(name, file, &facts);
+        const PictureFormat* readable = FormatOfContent(file);
+        if (readable == nullptr || readable == &kJpegFormat) return facts;
+        try {
+            DescribeSegments(readable->decode(name, file).segments, &facts);
+            facts.canBeFiltered = true;
+            facts.photo = facts.orientation == 1 ? "filters it" : "turns it upright and filters it";
+        } catch (const Failure& failure) {
+            facts.photo = std::string("refuses it: ") + failure.what();
+        }
         return facts;
     }
     throw Failure(kExitUnsupported, name, "not a picture of a known format");

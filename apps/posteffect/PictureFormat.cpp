@@ -5,6 +5,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "apps/posteffect/Failure.h"
 #include "apps/posteffect/NearestName.h"
 
 namespace posteffect {
@@ -49,6 +50,12 @@ const PictureFormat* FormatOfContent(const FileBytes& file) {
         if (format->matches(file)) return format;
     }
     return nullptr;
+}
+
+const PictureFormat& FormatOfInput(const std::string& name, const FileBytes& file) {
+    if (const PictureFormat* format = FormatOfContent(file)) return *format;
+    throw Failure(kExitUnsupported, name,
+                  "not a JPEG, PNG, WebP or TIFF picture: convert it to one of them first");
 }
 
 const PictureFormat* FormatOfExtension(const std::string& path) {

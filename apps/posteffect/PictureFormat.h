@@ -28,6 +28,9 @@ struct PictureFormat {
 const PictureFormat* FormatOfContent(const FileBytes& file);
 const PictureFormat* FormatOfExtension(const std::string& path);
 
+// The same; throws Failure (unsupported) for a file of none. `name` stands for it in messages.
+const PictureFormat& FormatOfInput(const std::string& name, const FileBytes& file);
+
 // "jpg, jpeg, png or tif".
 std::string KnownExtensions();
 
