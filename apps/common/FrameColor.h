@@ -17,6 +17,12 @@ struct FrameColor {
     }
 };
 
+// What video of this height has when nothing is said: that of high definition above 576 rows.
+constexpr ColorMatrix UsualMatrix(int height) {
+    constexpr int kTallestOfStandardDefinition = 576;
+    return height > kTallestOfStandardDefinition ? ColorMatrix::kBt709 : ColorMatrix::kBt601;
+}
+
 // From one kind of YUV to another, sample by sample, in 16.16 fixed point. Both have their chroma
 // at half the size, so a luma sample takes the pair that covers it.
 class ColorConversion {

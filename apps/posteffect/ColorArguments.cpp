@@ -20,7 +20,6 @@ constexpr Named<ColorRange> kRanges[] = {{"full", ColorRange::kFull},
                                          {"limited", ColorRange::kLimited}};
 constexpr Named<ColorMatrix> kMatrices[] = {
     {"601", ColorMatrix::kBt601}, {"709", ColorMatrix::kBt709}, {"2020", ColorMatrix::kBt2020}};
-constexpr int kTallestOfStandardDefinition = 576;  // pixels
 
 // The value of a word; `fallback` without one.
 template <typename Value, std::size_t kCount>
@@ -54,10 +53,8 @@ void ColorArguments::check() const {
 }
 
 FrameColor ColorArguments::resolve(ColorRange marked, int height) const {
-    const ColorMatrix usual =
-        height > kTallestOfStandardDefinition ? ColorMatrix::kBt709 : ColorMatrix::kBt601;
     return {Find("--range", kRanges, m_range, marked),
-            Find("--matrix", kMatrices, m_matrix, usual)};
+            Find("--matrix", kMatrices, m_matrix, UsualMatrix(height))};
 }
 
 }  // namespace posteffect

@@ -1,8 +1,6 @@
 #include "apps/posteffect/Snapshot.h"
 
-#include <gst/video/video.h>
-
-#include "apps/common/FrameColor.h"
+#include "apps/common/GstFrameColor.h"
 #include "apps/posteffect/Failure.h"
 #include "apps/posteffect/JpegPicture.h"
 #include "apps/posteffect/OutputFile.h"
@@ -11,16 +9,6 @@ namespace posteffect {
 namespace {
 
 constexpr int kQuality = 92;
-
-FrameColor ColorOf(const GstVideoInfo& info) {
-    FrameColor color;
-    if (info.colorimetry.range == GST_VIDEO_COLOR_RANGE_0_255) color.range = ColorRange::kFull;
-    if (info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT709) color.matrix = ColorMatrix::kBt709;
-    if (info.colorimetry.matrix == GST_VIDEO_COLOR_MATRIX_BT2020) {
-        color.matrix = ColorMatrix::kBt2020;
-    }
-    return color;
-}
 
 // A mapped frame.
 class Mapping {

@@ -14,16 +14,14 @@
 #include <string>
 
 #include "apps/common/FrameFilter.h"
+#include "apps/common/GstFrameColor.h"
 #include "plugins/gstreamer/ElementProperties.h"
 
 namespace {
 
-using posteffect::ColorMatrix;
-using posteffect::ColorRange;
 using posteffect::EffectInfo;
 using posteffect::ElementProperties;
 using posteffect::ElementProperty;
-using posteffect::FrameColor;
 using posteffect::FrameCrop;
 using posteffect::FrameFilter;
 using posteffect::FrameView;
@@ -36,8 +34,6 @@ using posteffect::RawGroups;
 constexpr const char* kCaps =
     "video/x-raw, format = (string) { NV21, NV12, I420, YV12 }, width = (int) [ 1, 16384 ], "
     "height = (int) [ 1, 16384 ], framerate = (fraction) [ 0, max ]";
-
-constexpr int kTallestOfStandardDefinition = 576;  // rows
 
 // What the element holds beyond GStreamer's own. The properties may be set from any thread; frames
 // come on one.
@@ -109,28 +105,6 @@ FrameCrop Crop(const std::string& text) {
                   text.c_str());
     }
     return {};
-}
-
-FrameColor ColorOf(const GstVideoInfo& info) {
-    FrameColor color;
-    color.range = info.colorimetry.range == GST_VIDEO_COLOR_RANGE_0_255 ? ColorRange::kFull
-                                                                        : ColorRange::kLimited;
-    switch (info.colorimetry.matrix) {
-        case GST_VIDEO_COLOR_MATRIX_BT709:
-            color.matrix = ColorMatrix::kBt709;
-            break;
-        case GST_VIDEO_COLOR_MATRIX_BT2020:
-            color.matrix = ColorMatrix::kBt2020;
-            break;
-        case GST_VIDEO_COLOR_MATRIX_UNKNOWN:
-            color.matrix = info.height > kTallestOfStandardDefinition ? ColorMatrix::kBt709
-                                                                      : ColorMatrix::kBt601;
-            break;
-        default:
-            color.matrix = ColorMatrix::kBt601;
-            break;
-    }
-    return color;
 }
 
 std::string RendererText() {
@@ -313,7 +287,7 @@ GstFlowReturn TransformInPlace(GstBaseTransform* base, GstBuffer* buffer) {
     view.chromaStride = GST_VIDEO_FRAME_COMP_STRIDE(&frame, 1);
     view.chromaStep = GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, 1);
     const auto begin = std::chrono::steady_clock::now();
-    const int status = state.filter->process(view, ColorOf(info));
+    const int status = state.filter->process(view, posteffect::ColorOf(info));
     const auto end = std::chrono::steady_clock::now();
     gst_video_frame_unmap(&frame);
     int effect = kEffectBypass;
