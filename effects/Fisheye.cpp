@@ -296,7 +296,7 @@ int GEShaderFisheye::ProcFrame(unsigned char* inY, unsigned char* inUV, unsigned
         !m_pTexChroma->Init(GL_LUMINANCE_ALPHA, GL_UNSIGNED_BYTE, width / 2, height / 2, 0)) {
         return 0;
     }
-    if (!InitProgram()) return 0;
+    if (!InitProgram("ProcFrame")) return 0;
     // The planes' own textures wrap round: what the distortion takes from beyond one edge comes
     // from the other.
     m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);

@@ -17,13 +17,13 @@ int SinglePassEffect::InitBase(IYUVConverter* cb) {
                           static_cast<unsigned>(m_nH), m_bCapture ? 1 : 0, cb);
 }
 
-int SinglePassEffect::InitProgram() {
+int SinglePassEffect::InitProgram(const char* operation) {
     const char* creating = m_bCapture ? m_traits.creatingCapture : m_traits.creatingPreview;
-    if (creating != nullptr) LOG_INFO(log(), "[%s] Creating %s", "Init", creating);
+    if (creating != nullptr) LOG_INFO(log(), "[%s] Creating %s", operation, creating);
     delete m_pProgram;
     m_pProgram = CreateProgram();
     if (!m_pProgram->Load()) {
-        LOG_ERROR(log(), "[%s] can't load %s", "Init", m_traits.programName);
+        LOG_ERROR(log(), "[%s] can't load %s", operation, m_traits.programName);
         return 0;
     }
     m_pProgram->SetTextures(0, m_pSrcTexture);

@@ -38,8 +38,9 @@ class POSTEFFECT_API SinglePassEffect : public GEShader {
 
     // After StoreInitArguments: the base's Init. 0 on failure.
     int InitBase(IYUVConverter* cb);
-    // The program, loaded and bound to the source texture. 0 on failure.
-    int InitProgram();
+    // The program, loaded and bound to the source texture. 0 on failure. `operation` names the
+    // caller in the log.
+    int InitProgram(const char* operation = "Init");
     // Draws the picture without what rows were rounded up by.
     void InitPartialTexCoord();
     // The lines with which most effects begin their Init.

@@ -10,11 +10,9 @@
 #include "effects/DepthOfField.h"
 #include "effects/Sketch.h"
 #include "effects/TiltShift.h"
-#include "engine/GEManager.h"
-#include "gl/DebugOutput.h"
-#include "gl/GECommon.h"
 #include "tests/support/CaptureImage.h"
 #include "tests/support/EffectRunner.h"
+#include "tests/support/EffectTest.h"
 #include "tests/support/PictureModel.h"
 
 namespace {
@@ -22,7 +20,7 @@ namespace {
 using testing_support::ApplyModel;
 using testing_support::Capture;
 using testing_support::CaptureImage;
-using testing_support::Compare;
+using testing_support::ExpectAgrees;
 using testing_support::InitEffect;
 using testing_support::PixelEffect;
 using testing_support::Preview;
@@ -32,23 +30,13 @@ using testing_support::Source;
 using testing_support::TextureModel;
 using testing_support::ToRgb;
 
-class BlurEffects : public testing::Test {
+class BlurEffects : public testing_support::EffectTest {
   protected:
-    void SetUp() override {
-        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
-    }
     void TearDown() override {
-        EXPECT_EQ(ReportedGLErrors(), 0U);
-        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
+        EffectTest::TearDown();
         setTiltShiftAngle(0.0F);
     }
-
-    GEManager m_manager;
 };
-
-void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected) {
-    EXPECT_LE(ShareApart(actual, expected), 0.005) << Compare(actual, expected).where;
-}
 
 CaptureImage Scene(int width, int height) {
     CaptureImage image(width, height);

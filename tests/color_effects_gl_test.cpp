@@ -20,12 +20,10 @@
 #include "effects/TwoToneMask.h"
 #include "effects/Vintage.h"
 #include "effects/Whiteboard.h"
-#include "engine/GEManager.h"
-#include "gl/DebugOutput.h"
-#include "gl/GECommon.h"
 #include "platform/DevicePath.h"
 #include "tests/support/CaptureImage.h"
 #include "tests/support/EffectRunner.h"
+#include "tests/support/EffectTest.h"
 #include "tests/support/GLObjectCount.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PictureModel.h"
@@ -38,13 +36,13 @@ using testing_support::Capture;
 using testing_support::CaptureImage;
 using testing_support::Compare;
 using testing_support::Difference;
+using testing_support::ExpectAgrees;
 using testing_support::InitEffect;
 using testing_support::LiveGLObjects;
 using testing_support::LogCapture;
 using testing_support::PixelEffect;
 using testing_support::Preview;
 using testing_support::Rgb;
-using testing_support::ShareApart;
 using testing_support::Source;
 
 using Bytes = std::vector<unsigned char>;
@@ -217,26 +215,7 @@ PixelEffect WhiteboardModel(const CaptureImage& image) {
     };
 }
 
-class ColorEffects : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
-        m_before = LiveGLObjects();
-    }
-    void TearDown() override {
-        EXPECT_EQ(ReportedGLErrors(), 0U);
-        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
-        EXPECT_EQ(LiveGLObjects(), m_before);
-    }
-
-    GEManager m_manager;
-    int m_before = 0;
-};
-
-// Three levels on nearly all samples; curves and gains stretch the roundings of the few others.
-void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected) {
-    EXPECT_LE(ShareApart(actual, expected), 0.005) << Compare(actual, expected).where;
-}
+using ColorEffects = testing_support::EffectTest;
 
 // Preview as a whole, capture in one block and in many.
 template <typename Effect, typename Prepare>

@@ -8,12 +8,10 @@
 
 #include "effects/Bypass.h"
 #include "effects/Vignette.h"
-#include "engine/GEManager.h"
-#include "gl/DebugOutput.h"
-#include "gl/GECommon.h"
 #include "gl/GLTexture.h"
 #include "tests/support/CaptureImage.h"
 #include "tests/support/EffectRunner.h"
+#include "tests/support/EffectTest.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PictureModel.h"
 
@@ -36,18 +34,7 @@ Rgb Identity(const Rgb& color, double, double) {
     return color;
 }
 
-class Effects : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
-    }
-    void TearDown() override {
-        EXPECT_EQ(ReportedGLErrors(), 0U);
-        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
-    }
-
-    GEManager m_manager;
-};
+using Effects = testing_support::EffectTest;
 
 void ExpectClose(const CaptureImage& actual, const CaptureImage& expected, int most) {
     const Difference difference = Compare(actual, expected);
@@ -272,6 +259,7 @@ TEST_F(Effects, TheManagerMakesTheEffectsThatTheCatalogNamesAndNoOthers) {
     EXPECT_EQ(log.errors().back(), "[GEManager::ProcFrame] no shader selected");
     EXPECT_EQ(m_manager.SetCrop(0.0F, 0.0F, 1.0F, 1.0F), 0);
     EXPECT_EQ(m_manager.MemcpyYUV(nullptr, nullptr), 0);
+    m_manager.Deinit();
 }
 
 }  // namespace

@@ -7,11 +7,9 @@
 #include <vector>
 
 #include "engine/EffectTable.h"
-#include "engine/GEManager.h"
-#include "gl/DebugOutput.h"
-#include "gl/GECommon.h"
 #include "tests/support/CaptureImage.h"
 #include "tests/support/EffectRunner.h"
+#include "tests/support/EffectTest.h"
 #include "tests/support/GLObjectCount.h"
 
 namespace {
@@ -22,18 +20,7 @@ using testing_support::InitEffect;
 using testing_support::LiveGLObjects;
 using testing_support::Source;
 
-class EveryEffect : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
-    }
-    void TearDown() override {
-        EXPECT_EQ(ReportedGLErrors(), 0U);
-        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
-    }
-
-    GEManager m_manager;
-};
+using EveryEffect = testing_support::EffectTest;
 
 // Values far outside their ranges, points outside the picture and points that coincide.
 constexpr int kParameters[][8] = {

@@ -13,12 +13,10 @@
 #include "effects/Dots.h"
 #include "effects/Fisheye.h"
 #include "effects/Mirror.h"
-#include "engine/GEManager.h"
-#include "gl/DebugOutput.h"
-#include "gl/GECommon.h"
 #include "platform/DevicePath.h"
 #include "tests/support/CaptureImage.h"
 #include "tests/support/EffectRunner.h"
+#include "tests/support/EffectTest.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PictureModel.h"
 
@@ -27,7 +25,7 @@ namespace {
 using testing_support::ApplyModel;
 using testing_support::Capture;
 using testing_support::CaptureImage;
-using testing_support::Compare;
+using testing_support::ExpectAgrees;
 using testing_support::InitEffect;
 using testing_support::LogCapture;
 using testing_support::PixelEffect;
@@ -38,22 +36,7 @@ using testing_support::Source;
 using testing_support::TextureModel;
 using testing_support::ToRgb;
 
-class GeometryEffects : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
-    }
-    void TearDown() override {
-        EXPECT_EQ(ReportedGLErrors(), 0U);
-        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
-    }
-
-    GEManager m_manager;
-};
-
-void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected) {
-    EXPECT_LE(ShareApart(actual, expected), 0.005) << Compare(actual, expected).where;
-}
+using GeometryEffects = testing_support::EffectTest;
 
 CaptureImage Scene(int width, int height) {
     CaptureImage image(width, height);
