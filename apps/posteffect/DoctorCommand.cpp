@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -15,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/common/EffectParameters.h"
 #include "apps/common/ServiceSession.h"
+#include "apps/common/TrialFrame.h"
 #include "apps/posteffect/Arguments.h"
 #include "apps/posteffect/Failure.h"
 #include "apps/posteffect/JsonText.h"
@@ -130,23 +129,12 @@ std::vector<LookUpFile> FindLookUpFiles() {
     return files;
 }
 
-// Whether a small frame comes through: what counts in the end.
-bool Works(ServiceSession& session, const EffectInfo& effect) {
-    constexpr int kSide = 64;
-    std::vector<std::uint8_t> frame(std::size_t{kSide} * kSide * 3 / 2, 128);
-    const android::String8 parameters(FlattenParameters(effect, DefaultValues(effect)).c_str());
-    session.run([&](IPostEffect& s) { return s.setParameters(parameters); });
-    session.run([](IPostEffect& s) { return s.startPreview(kSide, kSide); });
-    return session.run([&](IPostEffect& s) { return s.handlePreview(-1, frame.data(), 0); }) ==
-           kPostEffectOk;
-}
-
 std::vector<std::string> BrokenEffects() {
     std::vector<std::string> broken;
     ServiceSession session;
     session.run([](IPostEffect& s) { return s.start(); });
     for (const EffectInfo& effect : kEffects) {
-        if (!Works(session, effect)) broken.emplace_back(effect.nick);
+        if (!PassesTrialFrame(&session, effect)) broken.emplace_back(effect.nick);
     }
     return broken;
 }

@@ -15,6 +15,7 @@
 
 #include "apps/common/FrameFilter.h"
 #include "apps/common/GstFrameColor.h"
+#include "apps/common/TrialFrame.h"
 #include "plugins/gstreamer/ElementProperties.h"
 
 namespace {
@@ -235,27 +236,16 @@ void Apply(State* state) {
     state->filter->setCrop(state->crop);
 }
 
-// Whether a frame that no GPU finds too large goes through.
-bool WorksAtAll(const EffectInfo& effect) {
-    constexpr int kSide = 64;  // pixels
-    constexpr std::size_t kPixels = std::size_t{kSide} * kSide;
-    std::array<std::uint8_t, kPixels / 2 * 3> bytes{};
-    std::uint8_t* const chroma = bytes.data() + kPixels;
-    FrameFilter filter;
-    filter.setEffect(effect, DefaultValues(effect));
-    return filter.process({kSide, kSide, bytes.data(), kSide, chroma + 1, chroma, kSide, 2}, {}) ==
-           kPostEffectOk;
-}
-
 // Why the effect cannot be applied to frames of this size, and the way out.
 std::string Fault(const EffectInfo& effect, int width, int height) {
-    // The vignette reads no files: it works wherever the GPU does.
-    if (!WorksAtAll(kEffects[posteffect::kEffectVignette])) {
-        return "The GPU cannot be used. Install its driver; \"posteffect doctor\" tells more.";
-    }
-    if (!WorksAtAll(effect)) {
-        return std::string("The look-up files of effect ") + effect.nick +
-               " are missing. Install them again (share/posteffect).";
+    switch (posteffect::TryEffect(effect)) {
+        case posteffect::TrialResult::kNoGpu:
+            return "The GPU cannot be used. Install its driver; \"posteffect doctor\" tells more.";
+        case posteffect::TrialResult::kNoLookUpFiles:
+            return std::string("The look-up files of effect ") + effect.nick +
+                   " are missing. Install them again (share/posteffect).";
+        case posteffect::TrialResult::kWorks:
+            break;
     }
     return "The GPU cannot filter frames of " + std::to_string(width) + "x" +
            std::to_string(height) + ". Make them smaller, with videoscale for example.";
