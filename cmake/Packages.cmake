@@ -52,8 +52,9 @@ posteffect_package(command posteffect graphics
 its manual and its completion for bash.")
 if("gstreamer" IN_LIST CPACK_COMPONENTS_ALL)
   # What the command's films and cameras go through.
-  set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS
-      "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good")
+  string(JOIN ", " CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS
+      gstreamer1.0-posteffect gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+      gstreamer1.0-plugins-bad gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-x)
   posteffect_package(gstreamer gstreamer1.0-posteffect libs
       "A GStreamer element that applies the effects of libposteffect to raw video.")
 endif()

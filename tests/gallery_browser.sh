@@ -12,7 +12,7 @@ browser=$(command -v chromium || command -v chromium-browser || command -v googl
 rm -rf "$folder"
 mkdir -p "$folder/profile"
 trap 'rm -rf "$folder/profile"' EXIT
-"$command" gallery "$photo" -o "$folder" --open-not >"$folder/paths.txt"
+"$command" gallery "$photo" -o "$folder" --no-open >"$folder/paths.txt"
 
 open_page() {  # SIZE HASH ARGUMENT...
     local size=$1 hash=$2

@@ -104,7 +104,7 @@ class Commands : public testing::Test {
 
 TEST_F(Commands, GalleryHasEveryEffectAndLoadsNothing) {
     m_folder.write("in.jpg", MakeJpeg(Sized(160, 120), Ramp));
-    const Outcome outcome = run({"gallery", "in.jpg", "-o", "out", "--open-not"});
+    const Outcome outcome = run({"gallery", "in.jpg", "-o", "out", "--no-open"});
     ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(outcome.output, ToBytes("out/index.html\nout/sheet.jpg\n"));
 
@@ -137,7 +137,7 @@ TEST_F(Commands, GalleryHasEveryEffectAndLoadsNothing) {
 TEST_F(Commands, GalleryCommandsDoWhatThePageShows) {
     const std::string name = "it's <b> $a photo.jpg";
     m_folder.write(name, MakeJpeg(Sized(96, 160), Ramp));
-    ASSERT_EQ(run({"gallery", name, "-o", "out", "--open-not"}).exitCode, 0);
+    ASSERT_EQ(run({"gallery", name, "-o", "out", "--no-open"}).exitCode, 0);
     const json data = pageData();
     EXPECT_EQ(data[0]["name"], name);
     const std::string folder = fs::path(POSTEFFECT_COMMAND).parent_path();
@@ -177,7 +177,7 @@ TEST_F(Commands, GalleryPicturesAreUprightAndAtMost1280) {
     recipe.segments.push_back({kApp0 + 1, MakeExif(exif)});
     m_folder.write("in.jpg", MakeJpeg(recipe, Ramp));
     m_folder.write("small.jpg", MakeJpeg(Sized(9, 5), Ramp));
-    ASSERT_EQ(run({"gallery", "in.jpg", "small.jpg", "-o", "new/out", "--open-not"}).exitCode, 0);
+    ASSERT_EQ(run({"gallery", "in.jpg", "small.jpg", "-o", "new/out", "--no-open"}).exitCode, 0);
     fs::rename(m_folder.path("new/out"), m_folder.path("out"));
     const json data = pageData();
     ASSERT_EQ(data.size(), 2U);
@@ -194,17 +194,18 @@ TEST_F(Commands, GalleryReplacesOnlyWhenForced) {
     m_folder.write("in.jpg", MakeJpeg(Sized(80, 80), Ramp));
     fs::create_directory(m_folder.path("out"));
     m_folder.write("out/sheet.jpg", ToBytes("mine"));
-    const Outcome refused = run({"gallery", "in.jpg", "-o", "out", "--open-not"});
+    const Outcome refused = run({"gallery", "in.jpg", "-o", "out", "--no-open"});
     EXPECT_EQ(refused.exitCode, 5);
     EXPECT_THAT(refused.errors, testing::HasSubstr("--force"));
     EXPECT_EQ(text("out/sheet.jpg"), "mine");
     EXPECT_FALSE(fs::exists(m_folder.path("out/index.html")));
-    EXPECT_EQ(run({"gallery", "in.jpg", "-o", "out", "--force", "--open-not"}).exitCode, 0);
+    EXPECT_EQ(run({"gallery", "in.jpg", "-o", "out", "--force", "--no-open"}).exitCode, 0);
     EXPECT_NE(text("out/sheet.jpg"), "mine");
 
     EXPECT_EQ(run({"gallery", "in.jpg"}).exitCode, 2);
-    EXPECT_EQ(run({"gallery", "none.jpg", "-o", "other", "--open-not"}).exitCode, 4);
-    EXPECT_EQ(run({"gallery", "in.jpg", "-o", "in.jpg/out", "--open-not"}).exitCode, 5);
+    EXPECT_EQ(run({"gallery", "none.jpg", "-o", "other", "--no-open"}).exitCode, 4);
+    EXPECT_FALSE(std::filesystem::exists(m_folder.path("other")));
+    EXPECT_EQ(run({"gallery", "in.jpg", "-o", "in.jpg/out", "--no-open"}).exitCode, 5);
 }
 
 TEST(ShellWord, IsReadAsOneWord) {

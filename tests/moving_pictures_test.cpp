@@ -234,6 +234,20 @@ TEST_F(MovingPictures, ColoursThroughThePipeAreThoseOfTheReference) {
     }
 }
 
+TEST_F(MovingPictures, ColoursThroughPhotosAreThoseOfTheReference) {
+    const Colors& colors = kColors[0];  // JPEG's own
+    m_folder.write("in.y4m", Chart(colors, 1));
+    shell("ffmpeg -v error -color_range pc -i in.y4m -pix_fmt yuvj420p -q:v 1 in.jpg");
+    for (const bool bloomed : {false, true}) {
+        const Outcome outcome = run({"photo", "in.jpg", "-o", "out.jpg", "--force", "-e",
+                                     bloomed ? "bloom" : "none", "--quality", "100"});
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
+        ExpectPatches(shell("ffmpeg -v error -i out.jpg -pix_fmt yuvj420p -f yuv4mpegpipe -strict "
+                            "-1 -"),
+                      colors, bloomed, bloomed ? 4.0 : 1.01);
+    }
+}
+
 #ifdef POSTEFFECT_HAS_GSTREAMER
 
 TEST_F(MovingPictures, ColoursThroughFilmsAreThoseOfTheReference) {
@@ -347,6 +361,7 @@ TEST_F(MovingPictures, CameraRecordsAndTakesSnapshotsWithoutAWindow) {
     EXPECT_EQ(run({"camera", "--test-source", "--snapshot", "s.jpg", "--sink", "none"}).exitCode,
               5);
     EXPECT_EQ(run({"camera", "--device", "/dev/nocamera", "--sink", "none"}).exitCode, 4);
+    EXPECT_EQ(run({"camera", "--test-source", "--sink", "v4l2:/dev/null"}).exitCode, 5);
 }
 
 #endif  // POSTEFFECT_HAS_GSTREAMER

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -186,7 +185,6 @@ class BenchCommand : public Command {
         Results results;
         results.frame = m_size ? ParseEvenSize("size", *m_size) : kDefaultFrame;
         results.frames = m_frames ? ParseWhole("frames", *m_frames, 1, 10000) : kDefaultFrames;
-        setenv("POSTEFFECT_LOG", "none", 0);
         if (describeRenderer(&results.renderer) != 0) {
             throw Failure(kExitNoGpu, "bench",
                           "the GPU cannot be used: posteffect doctor says what to install");

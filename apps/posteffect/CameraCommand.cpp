@@ -108,7 +108,8 @@ class CameraRun {
     explicit CameraRun(const CameraOptions& options)
         : m_options(options),
           m_chosen(options.effect),
-          m_pipeline(options.testSource ? "test source" : options.device) {}
+          m_pipeline(options.testSource ? "test source" : options.device,
+                     options.record.value_or(options.sink)) {}
 
     void run() {
         GstElement* last = addSource();

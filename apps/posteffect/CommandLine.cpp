@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdlib>
 
 #include "apps/posteffect/Arguments.h"
 #include "apps/posteffect/Failure.h"
@@ -104,6 +105,13 @@ Failure ParserFailure(const CLI::App& app, const CLI::ParseError& error) {
             text + ": see posteffect " + command + "--help"};
 }
 
+// Faults are told in one line of our own; what the library and the EGL loader say is for those who
+// ask for it.
+void QuietLibraries() {
+    setenv("POSTEFFECT_LOG", "none", 0);
+    setenv("EGL_LOG_LEVEL", "fatal", 0);
+}
+
 }  // namespace
 
 int RunCommandLine(const std::vector<std::string>& words) {
@@ -136,6 +144,7 @@ int RunCommandLine(const std::vector<std::string>& words) {
         const CLI::App* chosen = app.get_subcommand(command->name());
         if (!chosen->parsed()) continue;
         CheckAllTaken(*chosen);
+        QuietLibraries();
         InstallInterruptHandler();
         return command->run();
     }

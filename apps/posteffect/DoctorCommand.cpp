@@ -317,8 +317,6 @@ class DoctorCommand : public Command {
     const char* summary() const override { return "say what works here and what is missing"; }
     void declare(Arguments& arguments) override { arguments.flag("--json", "as JSON", &m_json); }
     int run() override {
-        // What fails is told here; the library's lines are for those who ask for them.
-        setenv("POSTEFFECT_LOG", "none", 0);
         const Findings findings = Examine();
         WriteStandardOutput(m_json ? Json(findings) : PlainText(findings));
         return findings.exitCode();

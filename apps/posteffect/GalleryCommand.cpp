@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "apps/posteffect/Arguments.h"
@@ -103,13 +104,27 @@ GalleryPicture FilterAll(PhotoService& service, const std::string& path,
     return gallery;
 }
 
-void CreateFolder(const std::string& folder) {
-    std::error_code error;
-    fs::create_directories(folder, error);
-    if (!error) return;
-    throw Failure(kExitCannotWrite, folder,
-                  "cannot be created (" + error.message() + "): name another folder");
-}
+// The folder, made unless it is there; one that was made and stayed empty goes again.
+class OutputFolder {
+  public:
+    explicit OutputFolder(std::string path) : m_path(std::move(path)) {
+        std::error_code error;
+        m_isNew = fs::create_directories(m_path, error);
+        if (!error) return;
+        throw Failure(kExitCannotWrite, m_path,
+                      "cannot be created (" + error.message() + "): name another folder");
+    }
+    ~OutputFolder() {
+        std::error_code notEmpty;
+        if (m_isNew) fs::remove(m_path, notEmpty);
+    }
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
+
+  private:
+    std::string m_path;
+    bool m_isNew = false;
+};
 
 // Where somebody watches; a browser that does not start is no fault of the gallery.
 void OpenPage(std::string page) {
@@ -130,8 +145,8 @@ class GalleryCommand : public Command {
                          "the folder for index.html and sheet.jpg, made where it is missing",
                          &m_folder);
         arguments.flag("--force", "replace an earlier gallery", &m_force);
-        arguments.flag("--open-not", "do not open the page in a browser", &m_openNot);
-        arguments.operands("IN", "the JPEG files to show; - is standard input", &m_inputs);
+        arguments.flag("--no-open", "do not open the page in a browser", &m_noOpen);
+        arguments.operands("IN", "the pictures to show; - is standard input", &m_inputs);
     }
     int run() override {
         if (!m_folder) throw Failure(kExitWrongUse, "-o", "is required: name a folder");
@@ -142,7 +157,7 @@ class GalleryCommand : public Command {
             throw Failure(kExitWrongUse, "IN",
                           "too many files for one sheet: give at most " + std::to_string(room));
         }
-        CreateFolder(*m_folder);
+        const OutputFolder folder(*m_folder);
         const std::string pagePath = *m_folder + "/index.html";
         const std::string sheetPath = *m_folder + "/sheet.jpg";
         const OutputFile page(pagePath, m_inputs.front(), m_force);
@@ -161,7 +176,7 @@ class GalleryCommand : public Command {
         const std::string text = GalleryPage(pictures);
         page.write({text.begin(), text.end()});
         WriteStandardOutput(pagePath + "\n" + sheetPath + "\n");
-        if (!m_openNot) OpenPage(pagePath);
+        if (!m_noOpen) OpenPage(pagePath);
         return kExitDone;
     }
 
@@ -169,7 +184,7 @@ class GalleryCommand : public Command {
     std::vector<std::string> m_inputs;
     std::optional<std::string> m_folder;
     bool m_force = false;
-    bool m_openNot = false;
+    bool m_noOpen = false;
 };
 
 }  // namespace

@@ -100,8 +100,9 @@ void SetEffect(GstElement* element, const ChosenEffect& chosen) {
     }
 }
 
-MediaPipeline::MediaPipeline(std::string name)
+MediaPipeline::MediaPipeline(std::string name, std::string output)
     : m_name(std::move(name)),
+      m_output(std::move(output)),
       m_pipeline(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new(nullptr)))),
       m_loop(g_main_loop_new(nullptr, FALSE)) {}
 
@@ -186,6 +187,8 @@ void MediaPipeline::handleError(GstMessage* message) {
     const bool noRoom =
         g_error_matches(error, GST_RESOURCE_ERROR, GST_RESOURCE_ERROR_NO_SPACE_LEFT) ||
         g_error_matches(error, GST_RESOURCE_ERROR, GST_RESOURCE_ERROR_WRITE);
+    const bool isDamaged = error->domain == GST_STREAM_ERROR;
+    const bool isAtSink = GST_OBJECT_FLAG_IS_SET(GST_MESSAGE_SRC(message), GST_ELEMENT_FLAG_SINK);
     const bool isOurs = g_str_has_prefix(GST_OBJECT_NAME(GST_MESSAGE_SRC(message)), kElement);
     g_clear_error(&error);
     if (!m_missing.empty()) {
@@ -194,11 +197,14 @@ void MediaPipeline::handleError(GstMessage* message) {
                   ": apt-get install gstreamer1.0-libav gstreamer1.0-plugins-bad "
                   "gstreamer1.0-plugins-ugly"});
     } else if (noRoom) {
-        fail({kExitCannotWrite, m_name, text + " Make room, or choose another place."});
+        fail({kExitCannotWrite, m_output, text + " Make room, or choose another place."});
+    } else if (isAtSink) {
+        fail({kExitCannotWrite, m_output, text});
     } else if (isOurs) {
         fail({kExitSomeFailed, m_name, text});
     } else {
-        fail({kExitUnreadable, m_name, text});
+        fail({kExitUnreadable, m_name,
+              isDamaged ? text + " It may be cut short or damaged." : text});
     }
 }
 

@@ -35,7 +35,8 @@ void SetEffect(GstElement* element, const ChosenEffect& chosen);
 
 class MediaPipeline {
   public:
-    explicit MediaPipeline(std::string name);
+    // In messages `name` stands for the file or device that is read, `output` for what is written.
+    MediaPipeline(std::string name, std::string output);
     // Stops it.
     ~MediaPipeline();
     MediaPipeline(const MediaPipeline&) = delete;
@@ -69,7 +70,8 @@ class MediaPipeline {
     void handleError(GstMessage* message);
     void quit();
 
-    std::string m_name;  // of the file or device, in messages
+    std::string m_name;
+    std::string m_output;
     GstPointer<GstElement> m_pipeline;
     GMainLoop* m_loop;
     std::unique_ptr<Failure> m_failure;  // the first

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <utility>
 
 #include "apps/common/ServiceSession.h"
@@ -128,10 +127,7 @@ bool Changes(const std::vector<PhotoFilter>& chain) {
     });
 }
 
-PhotoService::PhotoService() {
-    // Faults are told in one line of our own; the library's lines are for those who ask for them.
-    setenv("POSTEFFECT_LOG", "none", 0);
-}
+PhotoService::PhotoService() = default;
 
 PhotoService::~PhotoService() = default;
 

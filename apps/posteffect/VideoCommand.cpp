@@ -82,7 +82,7 @@ void WaitLong(GstElement* queue) {
 class VideoRun {
   public:
     explicit VideoRun(const VideoOptions& options)
-        : m_options(options), m_pipeline(options.input), m_begin(Clock::now()) {}
+        : m_options(options), m_pipeline(options.input, options.output), m_begin(Clock::now()) {}
 
     // The frames written.
     int run(const std::string& target) {
