@@ -25,4 +25,5 @@ class POSTEFFECT_API GEShaderBloom : public SinglePassEffect {
 
   protected:
     GLProgram* CreateProgram() const override;
+    bool ReadsPixelCentres() const override { return true; }
 };

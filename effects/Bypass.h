@@ -20,4 +20,5 @@ class POSTEFFECT_API GEShaderBypass : public SinglePassEffect {
 
   protected:
     GLProgram* CreateProgram() const override;
+    bool ReadsPixelCentres() const override { return true; }
 };

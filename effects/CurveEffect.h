@@ -36,6 +36,7 @@ class POSTEFFECT_API CurveEffect : public SinglePassEffect {
     ~CurveEffect() override;
 
   protected:
+    bool ReadsPixelCentres() const override { return true; }
     void ReleaseTextures() override;
     using SinglePassEffect::SinglePassEffect;
 

@@ -35,4 +35,5 @@ class POSTEFFECT_API GEShaderMirror : public SinglePassEffect {
 
   protected:
     GLProgram* CreateProgram() const override;
+    bool ReadsPixelCentres() const override { return true; }
 };

@@ -88,6 +88,7 @@ class POSTEFFECT_API RampEffect : public SinglePassEffect {
     int SetParam(unsigned int index, int a, int b, int c, int d) override;
 
   protected:
+    bool ReadsPixelCentres() const override { return true; }
     void ReleaseTextures() override;
     RampEffect(const SinglePassTraits& traits, const RampLook& look)
         : SinglePassEffect(traits), m_look(look) {}

@@ -28,6 +28,7 @@ class POSTEFFECT_API GEShaderVignette : public SinglePassEffect {
 
   protected:
     GLProgram* CreateProgram() const override;
+    bool ReadsPixelCentres() const override { return true; }
     void SetUniforms(GLProgram& program) override;
     bool UsesGlobalCoord() const override { return true; }
     std::unique_ptr<BlockPlan> MakePlan(const CaptureGeometry& geometry) const override;

@@ -4,6 +4,7 @@
 #include "gl/GLProgram.h"
 #include "gl/GLTexture.h"
 #include "gl/Log.h"
+#include "gl/RendererKind.h"
 
 // Subclasses with textures have run Deinit already.
 SinglePassEffect::~SinglePassEffect() {
@@ -20,6 +21,7 @@ int SinglePassEffect::InitBase(IYUVConverter* cb) {
 int SinglePassEffect::InitProgram(const char* operation) {
     const char* creating = m_bCapture ? m_traits.creatingCapture : m_traits.creatingPreview;
     if (creating != nullptr) LOG_INFO(log(), "[%s] Creating %s", operation, creating);
+    m_bSoftware = DrawsForSoftware();
     delete m_pProgram;
     m_pProgram = CreateProgram();
     if (!m_pProgram->Load()) {
@@ -70,9 +72,22 @@ int SinglePassEffect::ProcBlock(unsigned int, unsigned int, int, int) {
     if (m_bCapture && UsesGlobalCoord()) {
         m_pProgram->VertexAttribPointer(0, kQuadCoordSize, m_globalCoord.data());
     }
-    m_pProgram->Draw();
+    Draw();
     FinishPicture();
     return 1;
+}
+
+// Software renderers are quicker where they need not filter, and centres come out the same.
+void SinglePassEffect::Draw() {
+    const bool showsAll =
+        m_crop.x == 0.0F && m_crop.y == 0.0F && m_crop.w == 1.0F && m_crop.h == 1.0F;
+    if (!m_bSoftware || !showsAll || !ReadsPixelCentres()) {
+        m_pProgram->Draw();
+        return;
+    }
+    m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST);
+    m_pProgram->Draw();
+    m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
 }
 
 int SinglePassEffect::ProcFrame(unsigned int srcTex, unsigned int dstTex, int w, int h) {

@@ -56,6 +56,8 @@ class POSTEFFECT_API SinglePassEffect : public GEShader {
     virtual void SetUniforms(GLProgram&) {}
     // Whether the capture program reads the place in the whole image.
     virtual bool UsesGlobalCoord() const { return false; }
+    // Whether each pixel comes from the centre of one pixel of the source while all of it is shown.
+    virtual bool ReadsPixelCentres() const { return false; }
     virtual std::unique_ptr<BlockPlan> MakePlan(const CaptureGeometry& geometry) const;
     // Before the first block of a capture.
     virtual void BeginCapture(int, int) {}
@@ -67,7 +69,10 @@ class POSTEFFECT_API SinglePassEffect : public GEShader {
     GLProgram* program() const { return m_pProgram; }
 
   private:
+    void Draw();
+
     const SinglePassTraits& m_traits;
     GLProgram* m_pProgram = nullptr;
+    bool m_bSoftware = false;      // draws for a software renderer
     bool m_bHoldsObjects = false;  // an Init has begun since the last Deinit
 };

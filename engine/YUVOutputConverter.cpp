@@ -77,12 +77,12 @@ bool GEShader::InitYUVConverter(int srcWidth, int srcHeight, int outWidth, int o
     m_pProgRGBtoY->SetTextures(0, m_pTexRGB);
 
     m_pProgRGBtoUV = new GLProgRGBtoUV;
+    m_pProgRGBtoUV->m_shift = {-pixel, 0.0F, pixel, 0.0F};
     if (!m_pProgRGBtoUV->Load()) {
         LOG_ERROR(gShaderLog, "[%s] can't load program RGBtoUV", kName);
         return false;
     }
     m_pProgRGBtoUV->SetTextures(0, m_pTexRGB);
-    m_pProgRGBtoUV->m_shift = {-pixel, 0.0F, pixel, 0.0F};
     LOG_INFO(gShaderLog, "[%s] leave", kName);
     return true;
 }

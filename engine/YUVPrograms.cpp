@@ -69,6 +69,11 @@ GLProgRGBtoY::~GLProgRGBtoY() {
     LOG_INFO(m_log, "[%s] leave", "~GLProgRGBtoY");
 }
 
+std::vector<ConstantUniform> GLProgRGBtoY::Constants() const {
+    // Not the weights: as constants they are no faster, and sums come out in another order.
+    return {{"vec2", "u_shift", m_shift.data(), 2, 4}};
+}
+
 bool GLProgRGBtoY::Use() {
     if (!GLTableProgram::Use()) return false;
     // Full-range BT.601 luma; alpha does not count.
@@ -83,6 +88,10 @@ GLProgRGBtoUV::GLProgRGBtoUV() : GLTableProgram(gShaderLog, kChromaTable) {}
 GLProgRGBtoUV::~GLProgRGBtoUV() {
     LOG_INFO(m_log, "[%s] enter", "~GLProgRGBtoUV");
     LOG_INFO(m_log, "[%s] leave", "~GLProgRGBtoUV");
+}
+
+std::vector<ConstantUniform> GLProgRGBtoUV::Constants() const {
+    return {{"vec2", "u_shift", m_shift.data(), 2, 2}};
 }
 
 bool GLProgRGBtoUV::Use() {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <vector>
 
 #include "gl/GLTableProgram.h"
 
@@ -14,8 +15,12 @@ class POSTEFFECT_API GLProgRGBtoY : public GLTableProgram {
 
     bool Use() override;
 
-    // Where the four source pixels lie from the texel's centre: (x, y) in texture units.
+    // Set before Load. Where the four source pixels lie from the texel's centre: (x, y) in texture
+    // units.
     std::array<float, 8> m_shift{};
+
+  protected:
+    std::vector<ConstantUniform> Constants() const override;
 };
 
 // Two neighbouring V, U pairs a texel, each of the mean of 2 x 2 pixels.
@@ -26,6 +31,10 @@ class POSTEFFECT_API GLProgRGBtoUV : public GLTableProgram {
 
     bool Use() override;
 
-    // Where the two pixel squares lie from the texel's centre: (x, y) in texture units.
+    // Set before Load. Where the two pixel squares lie from the texel's centre: (x, y) in texture
+    // units.
     std::array<float, 4> m_shift{};
+
+  protected:
+    std::vector<ConstantUniform> Constants() const override;
 };

@@ -1,9 +1,36 @@
 #include "gl/GLTableProgram.h"
 
+#include <algorithm>
+#include <cstring>
+
+#include "gl/RendererKind.h"
+
+namespace {
+
+bool IsAmong(const std::vector<ConstantUniform>& constants, const char* name) {
+    return std::any_of(constants.begin(), constants.end(), [name](const ConstantUniform& row) {
+        return std::strcmp(row.name, name) == 0;
+    });
+}
+
+}  // namespace
+
+std::vector<ConstantUniform> GLTableProgram::Constants() const {
+    std::vector<ConstantUniform> constants;
+    for (std::size_t i = 0; i < m_table.locationCount; ++i) {
+        const GLLocation& row = m_table.locations[i];
+        if (row.kind != GLLocation::kColorMatrix) continue;
+        constants.push_back({"mat4", row.glslName, m_matYUV2RGB.data(), 16, 0});
+    }
+    return constants;
+}
+
 int GLTableProgram::Load() {
     LOG_INFO(m_log, "[%s] enter", "Load");
     BeginLoad();
-    if (!Load(m_table.vertexText, m_table.fragmentText)) {
+    std::vector<ConstantUniform> constants;
+    if (DrawsForSoftware()) constants = Constants();
+    if (!Load(m_table.vertexText, WithConstants(m_table.fragmentText, constants).c_str())) {
         LOG_ERROR(m_log, "[%s] can't load shader", "Load");
         return 0;
     }
@@ -13,7 +40,9 @@ int GLTableProgram::Load() {
     LOG_INFO(m_log, "[%s] get locations", "Load");
     for (std::size_t i = 0; i < m_table.locationCount; ++i) {
         const GLLocation& row = m_table.locations[i];
-        if (!LocIsValid(row.label, LookUp(row))) return 0;
+        // Constants have no location, and setting them does nothing.
+        const GLint location = LookUp(row);
+        if (!IsAmong(constants, row.glslName) && !LocIsValid(row.label, location)) return 0;
     }
     for (std::size_t i = 0; i < m_table.locationCount; ++i) {
         if (m_table.locations[i].kind == GLLocation::kColorMatrix) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 
+#include "gl/ConstantUniforms.h"
 #include "gl/GLProgram.h"
 #include "gl/Log.h"
 
@@ -49,6 +50,9 @@ class POSTEFFECT_API GLTableProgram : public GLProgram {
   protected:
     // Before the texts are compiled.
     virtual void BeginLoad() {}
+    // Uniforms of the fragment text whose values stay as they are when the program is loaded. The
+    // values live as long as the program. These: the colour matrix, where the table has it.
+    virtual std::vector<ConstantUniform> Constants() const;
 
     LogTag& m_log;
 

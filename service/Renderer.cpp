@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -16,20 +15,10 @@
 
 #include "engine/GEManager.h"
 #include "engine/LookUpTexture.h"
+#include "gl/RendererKind.h"
 #include "platform/Display.h"
 
 namespace {
-
-// As Mesa's renderers that compute on the CPU name themselves, in small letters.
-constexpr const char* kSoftwareNames[] = {"llvmpipe", "softpipe", "swrast", "swr"};
-
-bool IsSoftware(const char* renderer) {
-    std::string name(renderer);
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return std::any_of(std::begin(kSoftwareNames), std::end(kSoftwareNames),
-                       [&name](const char* part) { return name.find(part) != std::string::npos; });
-}
 
 template <std::size_t kSize>
 void CopyText(char (&to)[kSize], const char* from) {
@@ -49,7 +38,7 @@ bool Describe(PostEffectRenderer* renderer) {
     CopyContextText(renderer->vendor, GL_VENDOR);
     CopyContextText(renderer->renderer, GL_RENDERER);
     CopyContextText(renderer->version, GL_VERSION);
-    renderer->isSoftware = IsSoftware(renderer->renderer) ? 1 : 0;
+    renderer->isSoftware = RendersInSoftware() ? 1 : 0;
     // A block is a texture that is rendered to.
     GLint texture = 0;
     std::array<GLint, 2> viewport{};

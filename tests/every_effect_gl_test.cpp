@@ -4,9 +4,11 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/EffectTable.h"
+#include "gl/RendererKind.h"
 #include "tests/support/CaptureImage.h"
 #include "tests/support/EffectRunner.h"
 #include "tests/support/EffectTest.h"
@@ -81,6 +83,27 @@ TEST_F(EveryEffect, StaysWithinItsMemoryWhateverItIsGiven) {
     EXPECT_LT(refused, run / 8);
 }
 
+std::vector<uint8_t> Draw(int number, const CaptureImage& image, const Crop& crop, bool capture) {
+    const int width = image.width();
+    const int height = image.height();
+    Source source(image, capture ? width / 2 + 34 : width, capture ? height / 2 + 34 : height);
+    const std::unique_ptr<GEShader> shader(CreateEffect(static_cast<unsigned>(number)));
+    EXPECT_TRUE(InitEffect(*shader, source, capture));
+    shader->SetParam(0, 60, 0, 0, 0);
+    shader->SetParam(1, 480, 272, 720, 272);
+    shader->SetCrop(crop.x, crop.y, crop.w, crop.h);
+    CaptureImage out(width, height);
+    auto* planes = const_cast<unsigned char*>(image.data());  // read only
+    if (capture) {
+        shader->ProcFrame(planes, planes + image.chromaOffset(), out.data(), width, height);
+    } else {
+        source.FillWhole();
+        EXPECT_TRUE(shader->ProcFrame(0U, 0U, 0, 0));
+        shader->MemcpyYUV(out.data(), out.data() + out.chromaOffset());
+    }
+    return out.bytes();
+}
+
 TEST_F(EveryEffect, DrawsTheSameWhicheverEffectWasThereBefore) {
     CaptureImage image(64, 48);
     image.FillScene(3);
@@ -115,6 +138,30 @@ TEST_F(EveryEffect, DrawsTheSameWhicheverEffectWasThereBefore) {
     }
     EXPECT_EQ(LiveGLObjects(), live);
     m_manager.Deinit();
+}
+
+// Constants in the texts and the rest of what suits software renderers changes no byte.
+TEST_F(EveryEffect, DrawsTheSameForSoftwareAndForGPUs) {
+    for (const auto& [width, height] : {std::pair{64, 48}, {250, 130}, {1000, 98}, {4000, 34}}) {
+        CaptureImage image(width, height);
+        image.FillNatural(5);
+        for (const auto& effect : kEffects) {
+            if (effect.number == 0) continue;
+            for (const Crop& crop : {kCrops[0], kCrops[2]}) {
+                for (const bool capture : {false, true}) {
+                    SCOPED_TRACE(std::string(effect.nick) + (capture ? " still " : " preview ") +
+                                 std::to_string(width) + " crop " + std::to_string(crop.x));
+                    const auto draw = [&](DrawingWay way) {
+                        SetDrawingWay(way);
+                        return Draw(effect.number, image, crop, capture);
+                    };
+                    const auto forGPUs = draw(DrawingWay::kForGPU);
+                    EXPECT_TRUE(draw(DrawingWay::kForSoftware) == forGPUs);
+                }
+            }
+        }
+    }
+    SetDrawingWay(DrawingWay::kByRenderer);
 }
 
 }  // namespace
