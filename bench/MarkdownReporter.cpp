@@ -32,10 +32,10 @@ constexpr struct Column {
     {"read_back", "read-back", Unit::kPercent},
     {"copy", "copy", Unit::kPercent},
     {"rest", "rest", Unit::kPercent},
-    {"start_ms", "start to first frame, ms", Unit::kMilliseconds},
-    {"first_use_ms", "first use, ms", Unit::kMilliseconds},
-    {"second_use_ms", "second use, ms", Unit::kMilliseconds},
-    {"frame_ms", "a frame, ms", Unit::kMilliseconds},
+    {"start_ms", "start to first frame, CPU ms", Unit::kMilliseconds},
+    {"first_use_ms", "first use, CPU ms", Unit::kMilliseconds},
+    {"second_use_ms", "second use, CPU ms", Unit::kMilliseconds},
+    {"frame_ms", "a frame, CPU ms", Unit::kMilliseconds},
 };
 
 void PrintValue(double value, Unit unit) {

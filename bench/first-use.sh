@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Prints, as a table, what the first frame and the first and second use of each effect (or of those
+# Prints, as a table, the CPU milliseconds that the first frame and the first and second use of each effect (or of those
 # named) take in a process of their own, with the driver's shader cache empty and with it filled.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -17,7 +17,7 @@ fi
 row() {
     build/test/bin/posteffect_bench --benchmark_filter="^FirstUse/$1/" | sed -n "s/^| $1 |//p"
 }
-echo "| Effect | start to first frame, ms | first use, ms | second use, ms | a frame, ms | start, cache filled | first use, cache filled |"
+echo "| Effect | start to first frame | first use | second use | a frame | start, cache filled | first use, cache filled |"
 echo "|---|---|---|---|---|---|---|"
 for effect in "${effects[@]}"; do
     export MESA_SHADER_CACHE_DIR=$folder/$effect

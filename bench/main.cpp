@@ -25,9 +25,8 @@ class Row : public benchmark::internal::Benchmark {
 
 benchmark::internal::Benchmark* bench::Register(const std::string& name,
                                                 std::function<void(benchmark::State&)> run) {
-    // The list of benchmarks owns it.
-    return benchmark::internal::RegisterBenchmarkInternal(
-               new Row(name, std::move(run)))  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+    // The list of benchmarks owns it. NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks)
+    return benchmark::internal::RegisterBenchmarkInternal(new Row(name, std::move(run)))
         ->UseManualTime();
 }
 

@@ -226,7 +226,7 @@ void FirstUse(benchmark::State& state, const EffectInfo& effect) {
     const EffectInfo& other = posteffect::kEffects[effect.number == posteffect::kEffectVignette
                                                        ? posteffect::kEffectMirror
                                                        : posteffect::kEffectVignette];
-    const auto milliseconds = [](Cost cost) { return 1e3 * cost.wall; };
+    const auto milliseconds = [](Cost cost) { return 1e3 * cost.cpu; };
     bool done = true;
     for (auto _ : state) {
         const Cost before = Now();
