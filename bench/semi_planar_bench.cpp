@@ -1,19 +1,21 @@
-// Conversions of a whole frame, and the field's own routines for the nearest things. `of_memcpy` is
-// each one's time over that of memcpy for the bytes it writes, taken in the same run.
+// Conversions of a whole frame, as times of memcpy for the bytes they write and of libyuv's routine
+// for the nearest thing, both taken in the same run.
 #include <benchmark/benchmark.h>
 #include <libyuv.h>
 #include <posteffect/SemiPlanar.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
+#include "bench/Benchmarks.h"
+#include "bench/Cost.h"
+#include "bench/EffectRun.h"
 #include "engine/SemiPlanarRect.h"
 
-namespace {
+namespace bench {
 
-using Clock = std::chrono::steady_clock;
+namespace {
 
 // Bytes as graphics buffers have them: from the start of a page, every page present.
 struct Buffer {
@@ -49,92 +51,121 @@ struct Frame {
     Buffer destination;
 };
 
-void Sp2yuv(const Frame& f) {
-    sp2yuv(f.dst(), f.luma(), f.width, f.height);
-}
-
-void Sp2yuvx(const Frame& f) {
-    sp2yuvx(f.dst(), f.luma(), f.width, f.height);
-}
-
-void Sp2yuvxs(const Frame& f) {
-    sp2yuvxs(f.dst(), f.width, f.height, f.luma(), f.width, f.height, 0, 0, f.width, f.height);
-}
-
-// The same frame by the road that previews and capture blocks take.
-void Rect(const Frame& f) {
-    posteffect::ConvertSemiPlanarRect(f.dst(), f.width, f.height, f.luma(), f.chroma(), f.width,
-                                      f.height, 0, 0, f.width, f.height);
-}
-
-// Reaching out of the picture by an odd 33 pixels on each side.
-void RectOutside(const Frame& f) {
-    posteffect::ConvertSemiPlanarRect(f.dst(), f.width, f.height, f.luma(), f.chroma(),
-                                      f.width - 66, f.height - 66, -33, -33, f.width, f.height);
-}
-
-void NV21ToARGB(const Frame& f) {
+void Libyuv4(const Frame& f) {
     libyuv::NV21ToARGB(f.luma(), f.width, f.chroma(), f.width, f.dst(), f.width * 4, f.width,
                        f.height);
 }
 
-void NV21ToYUV24(const Frame& f) {
+void Libyuv3(const Frame& f) {
     libyuv::NV21ToYUV24(f.luma(), f.width, f.chroma(), f.width, f.dst(), f.width * 3, f.width,
                         f.height);
 }
 
-void Conversion(benchmark::State& state, void (*convert)(const Frame&), int pixelBytes) {
-    const Frame frame(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
-    const std::size_t bytes = frame.pixelCount() * static_cast<std::size_t>(pixelBytes);
+// As many bytes read and written by the field's own routine; those of three bytes do the same work,
+// the one of four computes RGB besides.
+struct Peer {
+    void (*convert)(const Frame&);
+    int pixelBytes;
+};
+constexpr Peer kPeer4 = {Libyuv4, 4};
+constexpr Peer kPeer3 = {Libyuv3, 3};
+
+// Every form of SemiPlanar.h on a whole frame, and the road that previews and stills take.
+constexpr struct Form {
+    const char* name;
+    void (*convert)(const Frame&);
+    const Peer& peer;
+} kForms[] = {
+    {"sp2yuv", [](const Frame& f) { sp2yuv(f.dst(), f.luma(), f.width, f.height); }, kPeer3},
+    {"sp2yuvx", [](const Frame& f) { sp2yuvx(f.dst(), f.luma(), f.width, f.height); }, kPeer4},
+    {"sp2yuvx, rows of a length",
+     [](const Frame& f) { sp2yuvx(f.dst(), f.width, f.luma(), f.width, f.height); }, kPeer4},
+    {"sp2yuvx, rectangle",
+     [](const Frame& f) { sp2yuvx(f.dst(), f.luma(), f.width, f.height, 0, 0, f.width, f.height); },
+     kPeer4},
+    {"sp2yuvxs",
+     [](const Frame& f) {
+         sp2yuvxs(f.dst(), f.width, f.luma(), f.width, f.height, 0, 0, f.width, f.height);
+     },
+     kPeer4},
+    // A sixteenth of the width and height is padding.
+    {"sp2yuvxs, padded",
+     [](const Frame& f) {
+         sp2yuvxs(f.dst(), f.width, f.height, f.luma(), f.width, f.height, 0, 0,
+                  f.width - f.width / 16 / 16 * 16, f.height - f.height / 16 / 2 * 2);
+     },
+     kPeer4},
+    {"sp2yuvxs, two planes",
+     [](const Frame& f) {
+         sp2yuvxs(f.dst(), f.width, f.height, f.luma(), f.chroma(), f.width, f.height, 0, 0,
+                  f.width, f.height);
+     },
+     kPeer4},
+    {"ConvertSemiPlanarRect",
+     [](const Frame& f) {
+         posteffect::ConvertSemiPlanarRect(f.dst(), f.width, f.height, f.luma(), f.chroma(),
+                                           f.width, f.height, 0, 0, f.width, f.height);
+     },
+     kPeer4},
+    // Reaching out of the picture by an odd 33 pixels on each side.
+    {"ConvertSemiPlanarRect, outside",
+     [](const Frame& f) {
+         posteffect::ConvertSemiPlanarRect(f.dst(), f.width, f.height, f.luma(), f.chroma(),
+                                           f.width - 66, f.height - 66, -33, -33, f.width,
+                                           f.height);
+     },
+     kPeer4},
+    {"libyuv NV21ToARGB", Libyuv4, kPeer4},
+    {"libyuv NV21ToYUV24", Libyuv3, kPeer3},
+};
+
+void Conversion(benchmark::State& state, const Form& form, Size size) {
+    const Frame frame(size.width, size.height);
+    const std::size_t bytes = frame.pixelCount() * static_cast<std::size_t>(form.peer.pixelBytes);
     const Buffer other(bytes);
     if (frame.luma() == nullptr || frame.dst() == nullptr || other.get() == nullptr) {
         state.SkipWithError("out of memory");
         return;
     }
-    using Seconds = std::chrono::duration<double>;
-    const auto time = [](auto work) {
-        const auto started = Clock::now();
-        work();
-        benchmark::ClobberMemory();
-        return Seconds(Clock::now() - started).count();
-    };
     // Turn and turn about, in batches that leave each its own bytes in the cache.
     constexpr int kBatch = 8;
-    double reference = 0.0;
-    double total = 0.0;
+    const auto time = [](const auto& work) {
+        work();
+        const Cost cost = CostOf([&] {
+            for (int i = 0; i < kBatch; ++i) {
+                work();
+                benchmark::ClobberMemory();
+            }
+        });
+        return cost.wall / kBatch;
+    };
+    Median own;
+    Median ofMemcpy;
+    Median ofLibyuv;
     for (auto _ : state) {
-        convert(frame);
-        const double seconds = time([&] {
-            for (int i = 0; i < kBatch; ++i) {
-                convert(frame);
-                benchmark::ClobberMemory();
-            }
-        });
-        std::memcpy(frame.dst(), other.get(), bytes);
-        reference += time([&] {
-            for (int i = 0; i < kBatch; ++i) {
-                std::memcpy(frame.dst(), other.get(), bytes);
-                benchmark::ClobberMemory();
-            }
-        });
-        state.SetIterationTime(seconds / kBatch);
-        total += seconds;
+        const double seconds = time([&] { form.convert(frame); });
+        ofMemcpy.add(seconds / time([&] { std::memcpy(frame.dst(), other.get(), bytes); }));
+        ofLibyuv.add(seconds / time([&] { form.peer.convert(frame); }));
+        state.SetIterationTime(seconds);
+        own.add(seconds);
     }
-    state.counters["of_memcpy"] = total / reference;
+    state.counters["us"] = 1e6 * own.value();
+    state.counters["of_memcpy"] = ofMemcpy.value();
+    state.counters["of_libyuv"] = ofLibyuv.value();
 }
-
-void Sizes(benchmark::internal::Benchmark* conversion) {
-    conversion->Args({640, 480})->Args({1280, 720})->Args({1920, 1088});
-    // Of the conversion alone, a twentieth of what an iteration takes.
-    conversion->UseManualTime()->MinTime(0.03)->Unit(benchmark::kMicrosecond);
-}
-
-BENCHMARK_CAPTURE(Conversion, sp2yuvxs, Sp2yuvxs, 4)->Apply(Sizes);
-BENCHMARK_CAPTURE(Conversion, sp2yuvx, Sp2yuvx, 4)->Apply(Sizes);
-BENCHMARK_CAPTURE(Conversion, rect, Rect, 4)->Apply(Sizes);
-BENCHMARK_CAPTURE(Conversion, rect_reaching_out, RectOutside, 4)->Apply(Sizes);
-BENCHMARK_CAPTURE(Conversion, libyuv_NV21ToARGB, NV21ToARGB, 4)->Apply(Sizes);
-BENCHMARK_CAPTURE(Conversion, sp2yuv, Sp2yuv, 3)->Apply(Sizes);
-BENCHMARK_CAPTURE(Conversion, libyuv_NV21ToYUV24, NV21ToYUV24, 3)->Apply(Sizes);
 
 }  // namespace
+
+void RegisterConversions() {
+    for (const Size size : kFrameSizes) {
+        for (const Form& form : kForms) {
+            const std::string name = "Conversion_" + SizeText(size) + "/" + form.name;
+            Register(name,
+                     [&form, size](benchmark::State& state) { Conversion(state, form, size); })
+                // Of the conversion alone, a thirtieth of what an iteration takes.
+                ->MinTime(0.03);
+        }
+    }
+}
+
+}  // namespace bench
