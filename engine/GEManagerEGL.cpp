@@ -7,6 +7,7 @@
 #include "engine/ManagerLog.h"
 #include "gl/DebugOutput.h"
 #include "gl/GECommon.h"
+#include "gl/KeptPrograms.h"
 #include "platform/Display.h"
 
 namespace {
@@ -121,6 +122,7 @@ void GEManager::TearDownEGL() {
         LOG_INFO(gManagerLog, "[%s] %s", "~GEManager", step);
     };
     m_bEGLReady = false;
+    DeleteKeptPrograms(m_context);
     // Handles that were never made are passed over.
     announce("eglMakeCurrent");
     if (m_bDisplayInitialized) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "gl/KeptPrograms.h"
 #include "gl/RendererKind.h"
 
 namespace {
@@ -25,12 +26,32 @@ std::vector<ConstantUniform> GLTableProgram::Constants() const {
     return constants;
 }
 
+GLTableProgram::~GLTableProgram() {
+    if (!m_isKept) return;
+    ReturnProgram(m_nProgram);
+    m_nProgram = 0;
+}
+
+bool GLTableProgram::LoadOrBorrow(const std::string& fragmentText) {
+    const GLuint kept = BorrowProgram(m_table.vertexText, fragmentText);
+    if (kept != 0) {
+        m_nProgram = kept;
+        m_isKept = true;
+        LOG_INFO(m_log, "[%s] program %d kept from before", "Load", static_cast<int>(kept));
+        return true;
+    }
+    if (!Load(m_table.vertexText, fragmentText.c_str())) return false;
+    KeepProgram(m_table.vertexText, fragmentText, m_nProgram);
+    m_isKept = true;
+    return true;
+}
+
 int GLTableProgram::Load() {
     LOG_INFO(m_log, "[%s] enter", "Load");
     BeginLoad();
     std::vector<ConstantUniform> constants;
     if (DrawsForSoftware()) constants = Constants();
-    if (!Load(m_table.vertexText, WithConstants(m_table.fragmentText, constants).c_str())) {
+    if (!LoadOrBorrow(WithConstants(m_table.fragmentText, constants))) {
         LOG_ERROR(m_log, "[%s] can't load shader", "Load");
         return 0;
     }

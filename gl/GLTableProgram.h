@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 #include "gl/ConstantUniforms.h"
 #include "gl/GLProgram.h"
@@ -41,6 +43,7 @@ class POSTEFFECT_API GLTableProgram : public GLProgram {
   public:
     // Both must outlive the program.
     GLTableProgram(LogTag& log, const GLProgramTable& table) : m_log(log), m_table(table) {}
+    ~GLTableProgram() override;
 
     using GLProgram::Load;
     int Load() override;
@@ -57,9 +60,12 @@ class POSTEFFECT_API GLTableProgram : public GLProgram {
     LogTag& m_log;
 
   private:
+    // Links the program, or takes over the one that an earlier user of the texts left behind.
+    bool LoadOrBorrow(const std::string& fragmentText);
     // Where a row's location is kept.
     GLint& Kept(const GLLocation& row);
     GLint LookUp(const GLLocation& row);
 
     const GLProgramTable& m_table;
+    bool m_isKept = false;
 };

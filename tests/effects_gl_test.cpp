@@ -8,10 +8,13 @@
 
 #include "effects/Bypass.h"
 #include "effects/Vignette.h"
+#include "engine/YUVPrograms.h"
 #include "gl/GLTexture.h"
+#include "gl/RendererKind.h"
 #include "tests/support/CaptureImage.h"
 #include "tests/support/EffectRunner.h"
 #include "tests/support/EffectTest.h"
+#include "tests/support/GLObjectCount.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PictureModel.h"
 
@@ -260,6 +263,31 @@ TEST_F(Effects, TheManagerMakesTheEffectsThatTheCatalogNamesAndNoOthers) {
     EXPECT_EQ(m_manager.SetCrop(0.0F, 0.0F, 1.0F, 1.0F), 0);
     EXPECT_EQ(m_manager.MemcpyYUV(nullptr, nullptr), 0);
     m_manager.Deinit();
+}
+
+TEST_F(Effects, KeepProgramsForTheNextUserWithinABound) {
+    SetDrawingWay(DrawingWay::kForSoftware);
+    const auto nameOf = [](float shift) {
+        GLProgRGBtoY program;
+        program.m_shift[0] = shift;
+        EXPECT_TRUE(program.Load());
+        return program.name();
+    };
+    const int before = testing_support::LiveGLObjects();
+    const GLuint name = nameOf(0.0F);
+    EXPECT_EQ(nameOf(0.0F), name);
+    EXPECT_NE(nameOf(0.5F), name) << "other constants";
+    {
+        // Two users at once; none takes it away from the other.
+        GLProgRGBtoY first;
+        EXPECT_TRUE(first.Load());
+        EXPECT_EQ(nameOf(0.0F), name);
+        for (int i = 1; i <= 100; ++i) nameOf(static_cast<float>(i));
+        EXPECT_TRUE(glIsProgram(first.name()));
+    }
+    EXPECT_LE(testing_support::LiveGLObjects() - before, 65);
+    EXPECT_EQ(nameOf(100.0F), nameOf(100.0F));
+    SetDrawingWay(DrawingWay::kByRenderer);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "engine/GEManager.h"
 #include "gl/DebugOutput.h"
 #include "gl/GECommon.h"
+#include "gl/KeptPrograms.h"
 #include "tests/support/GLObjectCount.h"
 #include "tests/support/PictureModel.h"
 
@@ -20,6 +21,7 @@ class EffectTest : public testing::Test {
         m_before = LiveGLObjects();
     }
     void TearDown() override {
+        DeleteKeptPrograms(eglGetCurrentContext());
         EXPECT_EQ(ReportedGLErrors(), 0U);
         EXPECT_TRUE(CheckGLError("TearDown", "a test"));
         EXPECT_EQ(LiveGLObjects(), m_before);
