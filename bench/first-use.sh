@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Prints, as a table, the CPU milliseconds that the first frame and the first and second use of each effect (or of those
-# named) take in a process of their own, with the driver's shader cache empty and with it filled.
+# Prints, as a table, the CPU milliseconds that the first frame and the first and second use of each
+# effect (or of those named) take in a process of their own, with the driver's shader cache empty and
+# with it filled.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -167,8 +167,7 @@ photo_cost() { seconds "ways_$1" "$2"; }
 # table ROWS COST HEAD SLOW: measures every row once a round, so that all see the same machine, those
 # that cost more than SLOW only once
 table() {
-    local round class tool shown way arguments slow cost known=
-    slow=$4
+    local round class tool shown way arguments cost slow=$4 known=
     rm -f costs
     for ((round = 0; round < rounds; ++round)); do
         while IFS='|' read -r class tool shown way arguments; do
@@ -176,7 +175,8 @@ table() {
             if cost=$("$2" "$way" "$arguments" </dev/null); then
                 echo "$class|$tool|$shown|$cost" >>costs
                 # What takes this long is known well enough.
-                awk -v c="$cost" -v s="$slow" 'BEGIN { exit c > s ? 0 : 1 }' && known+=" $class|$tool|$shown "
+                awk -v c="$cost" -v s="$slow" 'BEGIN { exit !(c > s) }' &&
+                    known+=" $class|$tool|$shown "
             elif [[ $round -eq 0 ]]; then
                 echo "peers: $tool, $shown: does not work here, or not within $limit s; left out" >&2
             fi
@@ -185,11 +185,18 @@ table() {
     echo "| Kind | Tool | Effect | $3 | of ours |"
     echo "|---|---|---|---|---|"
     awk -F'|' '
-        { row = $1 "|" $2 "|" $3; costs[row] = costs[row] " " $4; if (!(row in seen)) { seen[row] = 1; order[++rows] = row } }
+        {
+            row = $1 "|" $2 "|" $3
+            if (!(row in costs)) order[++rows] = row
+            costs[row] = costs[row] " " $4
+        }
         END {
             for (i = 1; i <= rows; ++i) {
                 n = split(costs[order[i]], c, " ")
-                for (a = 2; a <= n; ++a) for (b = a; b > 1 && c[b] + 0 < c[b - 1] + 0; --b) { t = c[b]; c[b] = c[b - 1]; c[b - 1] = t }
+                for (a = 2; a <= n; ++a)
+                    for (b = a; b > 1 && c[b] + 0 < c[b - 1] + 0; --b) {
+                        t = c[b]; c[b] = c[b - 1]; c[b - 1] = t
+                    }
                 median = c[int((n + 1) / 2)]
                 split(order[i], f, "|")
                 if (f[1] != class) { class = f[1]; first = f[2] == "posteffect" ? median : 0 }
