@@ -207,7 +207,7 @@ Picture DecodeTiff(const std::string& name, const FileBytes& file) {
         throw damaged();
     }
     // A sample that says nothing of what it is comes along as alpha.
-    for (std::size_t i = 3; alpha.opaque && i < rgba.bytes.size(); i += 4) rgba.bytes[i] = 255;
+    if (alpha.opaque) MakeOpaque(&rgba);
     for (int y = 0; alpha.multiplied && y < rgba.size.height; ++y) {
         libyuv::ARGBUnattenuate(rgba.row(y), rgba.stride(), rgba.row(y), rgba.stride(),
                                 rgba.size.width, 1);
