@@ -98,6 +98,11 @@ TEST(BadFiles, WhatTheyHoldIsToldOrRefused) {
     for (const BadPhoto& photo : MakeBadPhotos()) {
         try {
             posteffect::ReadPictureFacts(photo.name, photo.bytes);
+            const auto& format = posteffect::FormatOfInput(photo.name, photo.bytes);
+            const posteffect::RgbaPixels rgba = format.decode(photo.name, photo.bytes).rgba;
+            for (std::size_t i = 3; rgba.opaque && i < rgba.bytes.size(); i += 4) {
+                ASSERT_EQ(rgba.bytes[i], 255) << photo.name;
+            }
         } catch (const posteffect::Failure& failure) {
             EXPECT_NE(photo.fate, Fate::kRead) << failure.what();
         }

@@ -1,5 +1,6 @@
 // Look-up pictures and program files that are cut, damaged or made up, and what is no file at all:
 // they load or fail, and nothing is left of them.
+#include <EGL/egl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -12,19 +13,22 @@
 #include <vector>
 
 #include "effects/Bypass.h"
+#include "engine/GEManager.h"
+#include "gl/GECommon.h"
 #include "gl/GLTexture.h"
 #include "platform/Extensions.h"
-#include "tests/support/EffectTest.h"
+#include "tests/support/GLObjectCount.h"
 #include "tests/support/LogCapture.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-class BadLookUps : public testing_support::EffectTest {
+class BadLookUps : public testing::Test {
   protected:
     void SetUp() override {
-        EffectTest::SetUp();
+        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
+        m_before = testing_support::LiveGLObjects();
         char folder[] = "/tmp/posteffect-bad-XXXXXX";
         ASSERT_NE(mkdtemp(folder), nullptr);
         m_root = folder;
@@ -34,7 +38,8 @@ class BadLookUps : public testing_support::EffectTest {
     void TearDown() override {
         unsetenv("POSTEFFECT_SYSROOT");
         std::filesystem::remove_all(m_root);
-        EffectTest::TearDown();
+        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
+        EXPECT_EQ(testing_support::LiveGLObjects(), m_before);
     }
     std::string path() const { return m_root / "data/file"; }
     void write(const Bytes& bytes) const {
@@ -50,6 +55,8 @@ class BadLookUps : public testing_support::EffectTest {
         return program.LoadBinary(path().c_str());
     }
 
+    GEManager m_manager;
+    int m_before = 0;
     std::filesystem::path m_root;
     testing_support::LogCapture m_log;  // keeps the faults off the terminal
 };

@@ -373,6 +373,9 @@ void AddWebps(Collection* all) {
     };
     const Bytes lossless = Encoded(posteffect::kWebpFormat, std::nullopt);
     all->addDamage("lossless", "webp", lossless, lossless.size() / 2);
+    // The bit that tells of alpha; the samples stay.
+    add("no-alpha", With(lossless, 24, {static_cast<std::uint8_t>(lossless[24] & 0xEF)}),
+        Fate::kRead);
     const Bytes lossy = Encoded(posteffect::kWebpFormat, 50);
     all->addDamage("lossy", "webp", lossy, lossy.size() / 2);
     for (const std::uint32_t length : {0U, 4U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
