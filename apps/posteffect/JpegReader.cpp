@@ -24,7 +24,7 @@ constexpr int kMaximumRows = MAX_SAMP_FACTOR * DCTSIZE;  // of one component in 
 
 // Pixels for which a byte of Huffman codes can stand, at most: 8 blocks of a bit each, of
 // components of which only one has all the rows.
-constexpr std::int64_t kMostExpansion = 8 * DCTSIZE2 * MAX_SAMP_FACTOR;
+constexpr std::int64_t kMostExpansion = std::int64_t{8} * DCTSIZE2 * MAX_SAMP_FACTOR;
 
 // Far more than any picture needs; each costs time even where it says nothing.
 constexpr int kMostScans = 500;
