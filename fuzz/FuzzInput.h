@@ -19,9 +19,12 @@ class FuzzInput {
         m_left -= count;
         return value;
     }
-    // 0 .. bound - 1.
+    // 0 .. bound - 1. Takes no more bytes than the bound needs: short inputs say more.
     int below(int bound) {
-        return static_cast<int>(take<std::uint32_t>() % static_cast<unsigned>(bound));
+        const auto most = static_cast<unsigned>(bound);
+        if (most <= 0x100) return static_cast<int>(take<std::uint8_t>() % most);
+        if (most <= 0x10000) return static_cast<int>(take<std::uint16_t>() % most);
+        return static_cast<int>(take<std::uint32_t>() % most);
     }
     std::string text(std::size_t most) {
         const std::size_t count = m_left < most ? m_left : most;

@@ -6,6 +6,7 @@
 #include "gl/GECommon.h"
 #include "gl/GLProgram.h"
 #include "gl/Log.h"
+#include "platform/DevicePath.h"
 #include "platform/Extensions.h"
 
 namespace {
@@ -74,7 +75,7 @@ bool GLProgram::SaveBinary(const char* path) {
 bool GLProgram::LoadBinary(const char* path) {
     constexpr const char* kName = "LoadBinary";
     LOG_INFO(gLog, "[%s] enter", kName);
-    File file(std::fopen(path, "rb"));
+    File file(platform::OpenToRead(path));
     if (file == nullptr) {
         LOG_ERROR(gLog, "[%s] can't open binary shader file %s", kName, path);
         return false;

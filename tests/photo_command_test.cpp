@@ -199,6 +199,20 @@ TEST_F(Photo, EveryKindOfPngIsRead) {
     }
 }
 
+TEST_F(Photo, AFourthSampleOfNoKindIsNoAlpha) {
+    m_folder.write("in.png", MakePng({}, Glass));
+    succeed({"in.png", "in.tif", "-e", "none"});
+    Bytes file = m_folder.read("in.tif");
+    // The tag that says what the sample is: 2 is alpha, 0 nothing.
+    const Bytes tag = {0x52, 0x01, 3, 0, 1, 0, 0, 0, 2};
+    const auto at = std::search(file.begin(), file.end(), tag.begin(), tag.end());
+    ASSERT_NE(at, file.end());
+    at[8] = 0;
+    m_folder.write("in.tif", file);
+    succeed({"in.tif", "out.png", "-e", "none"});
+    EXPECT_EQ(LargestDifference(png("out.png"), Solid), 0);
+}
+
 TEST_F(Photo, EffectsKeepAlphaAndJpegShowsItOnWhite) {
     m_folder.write("in.png", MakePng({}, Glass));
     succeed({"in.png", "out.png", "-e", "vignette:radius=1:strength=0"});

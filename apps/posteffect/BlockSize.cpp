@@ -15,6 +15,7 @@ constexpr std::int64_t kStripPixels = 4 << 20;   // of its strips otherwise
 constexpr int kMaximumSide = 16384;              // what the largest can
 constexpr int kLeastBlurWidth = 960;             // below it blurs would grow with the block
 constexpr int kBlurMargins = 128;                // what blurs take of a block, at most
+constexpr int kLeastBlurHeight = 160;            // more than that, of pictures that are all width
 constexpr int kBlocksBlurSpans = 3;              // a blur reaches over the margin of smaller blocks
 
 // Of the width, in the picture's aspect; even.
@@ -44,7 +45,8 @@ Size ChooseBlockSize(Size picture, StillBlocks wish, bool portrait) {
         case StillBlocks::kThird: {
             const int third = (picture.width + kBlocksBlurSpans - 1) / kBlocksBlurSpans;
             const int width = RoundUp(std::max(kLeastBlurWidth, third + kBlurMargins), kWidthUnit);
-            return {width, HeightFor(width, picture)};
+            const int possible = std::min(width, kMaximumSide);
+            return {possible, std::max(kLeastBlurHeight, HeightFor(possible, picture))};
         }
         case StillBlocks::kWhole: {
             const std::int64_t pixels = std::int64_t{picture.width} * picture.height;
@@ -56,11 +58,13 @@ Size ChooseBlockSize(Size picture, StillBlocks wish, bool portrait) {
             break;
         }
         case StillBlocks::kFold: {
-            const int rows = static_cast<int>(kUsualPixels / picture.width) / 2 * 2;
+            const int rows =
+                std::min(static_cast<int>(kUsualPixels / picture.width) / 2 * 2, kMaximumSide);
             const Size strip = {RoundUp(picture.width, kWidthUnit),
                                 std::clamp(rows, 2, RoundUp(picture.height, 2))};
             if (!portrait && strip.width <= kMaximumSide) return strip;
-            const int columns = static_cast<int>(kUsualPixels / picture.height);
+            const int columns =
+                std::min(static_cast<int>(kUsualPixels / picture.height), kMaximumSide);
             const Size column = {std::clamp(columns / kWidthUnit * kWidthUnit, kWidthUnit,
                                             RoundUp(picture.width, kWidthUnit)),
                                  RoundUp(picture.height, 2)};

@@ -1,6 +1,7 @@
 #include "apps/posteffect/InputFile.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr std::size_t kMaximumBytes = std::size_t{1} << 31;
 constexpr std::size_t kChunk = std::size_t{1} << 16;
+constexpr int kWriterWait = 1000;  // milliseconds that a named pipe has to find somebody who writes
 
 // Grows with what arrives, so that pipes work and an endless device ends at the limit.
 std::vector<std::uint8_t> ReadAll(int fd, const std::string& name, std::size_t expected) {
@@ -42,6 +44,13 @@ std::vector<std::uint8_t> ReadAll(int fd, const std::string& name, std::size_t e
     return bytes;
 }
 
+// Until something arrives or nobody has come to write, which reads as an empty file then. Whoever
+// has come may take as long as it takes.
+void WaitForWriter(int fd) {
+    pollfd pipe = {fd, POLLIN, 0};
+    poll(&pipe, 1, kWriterWait);
+}
+
 }  // namespace
 
 std::string InputName(const std::string& path) {
@@ -50,14 +59,21 @@ std::string InputName(const std::string& path) {
 
 std::vector<std::uint8_t> ReadInput(const std::string& path) {
     if (path == "-") return ReadAll(STDIN_FILENO, InputName(path), kChunk);
-    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // A named pipe is not waited for here.
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file.valid()) {
         throw Failure(kExitUnreadable, path,
                       std::string("cannot be opened (") + std::strerror(errno) +
                           "): check the name and the permissions");
     }
     struct stat status = {};
-    const bool regular = fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+    const mode_t mode = fstat(file.get(), &status) == 0 ? status.st_mode : 0;
+    if ((S_ISCHR(mode) || S_ISBLK(mode)) && isatty(file.get()) == 0) {
+        throw Failure(kExitUnreadable, path, "a device: give a picture");
+    }
+    if (S_ISFIFO(mode)) WaitForWriter(file.get());
+    fcntl(file.get(), F_SETFL, 0);
+    const bool regular = S_ISREG(mode);
     const std::size_t size = regular ? static_cast<std::size_t>(status.st_size) : 0;
     return ReadAll(file.get(), path, size < kMaximumBytes ? size + kChunk : kChunk);
 }

@@ -1,6 +1,8 @@
 #include <libyuv/convert.h>
 #include <libyuv/planar_functions.h>
 
+#include <jerror.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -20,6 +22,13 @@ constexpr int kAdobeMarker = JPEG_APP0 + 14;
 constexpr std::uint8_t kNeutralChroma = 128;
 constexpr int kMaximumRows = MAX_SAMP_FACTOR * DCTSIZE;  // of one component in a row of blocks
 
+// Pixels for which a byte of Huffman codes can stand, at most: 8 blocks of a bit each, of
+// components of which only one has all the rows.
+constexpr std::int64_t kMostExpansion = std::int64_t{8} * DCTSIZE2 * MAX_SAMP_FACTOR;
+
+// Far more than any picture needs; each costs time even where it says nothing.
+constexpr int kMostScans = 500;
+
 constexpr char kIccName[] = "ICC_PROFILE";       // with its final NUL; then number and count
 constexpr char kMultiPictureName[] = "MPF";      // with its final NUL
 constexpr std::size_t kIccColorSpace = 14 + 16;  // in the first segment of a profile
@@ -35,6 +44,7 @@ class JpegReader {
 
   private:
     void readHeader(const std::vector<std::uint8_t>& file);
+    static void onProgress(j_common_ptr info);
     void readComponents();
     void readRgb();
     void finish();
@@ -49,6 +59,7 @@ class JpegReader {
 
     const std::string& m_name;
     JpegErrors m_errors;
+    jpeg_progress_mgr m_progress{};
     jpeg_decompress_struct m_info{};
     Size m_size;
     std::array<Plane, 3> m_components;  // as coded, whole blocks
@@ -69,6 +80,8 @@ JpegReader::JpegReader(const std::string& name, const std::vector<std::uint8_t>&
 
 void JpegReader::readHeader(const std::vector<std::uint8_t>& file) {
     guard([this, &file] {
+        m_progress.progress_monitor = onProgress;
+        m_info.progress = &m_progress;
         jpeg_mem_src(&m_info, file.data(), file.size());
         jpeg_save_markers(&m_info, JPEG_COM, 0xFFFF);
         for (int marker = JPEG_APP0 + 1; marker < JPEG_APP0 + 16; ++marker) {
@@ -86,6 +99,18 @@ void JpegReader::readHeader(const std::vector<std::uint8_t>& file) {
                       "JPEG of an unknown colour space: convert it to RGB or grey first");
     }
     CheckPictureSize(m_name, m_size.width, m_size.height);
+    const auto bytes = static_cast<std::int64_t>(file.size());
+    if (!m_info.arith_code && std::int64_t{m_size.width} * m_size.height / kMostExpansion > bytes) {
+        throw Failure(kExitUnreadable, m_name,
+                      "damaged or truncated JPEG (too short for its size): get a complete copy");
+    }
+}
+
+void JpegReader::onProgress(j_common_ptr info) {
+    const auto* self = reinterpret_cast<j_decompress_ptr>(info);
+    if (self->input_scan_number > kMostScans) {
+        ERREXIT1(info, JERR_BAD_SCAN_SCRIPT, self->input_scan_number);
+    }
 }
 
 JpegPicture JpegReader::read() {

@@ -149,7 +149,7 @@ void PhotoService::apply(const std::string& name, const PhotoFilter& filter, Yuv
     }
     CheckCellRows(filter, picture->size());
     const SidePadding padding = FoldPadding(filter, picture->size());
-    SemiPlanarFrame frame = ToSemiPlanar(*picture, padding);
+    SemiPlanarFrame frame = TakeSemiPlanar(picture, padding);
     const Size block = filter.block ? *filter.block
                                     : ChooseBlockSize(frame.size, filter.chosen.effect->stillBlocks,
                                                       IsPortraitFold(filter));

@@ -133,6 +133,11 @@ void MakeRgba(Picture* picture) {
     picture->alpha = {};
 }
 
+void MakeOpaque(RgbaPixels* rgba) {
+    for (std::size_t i = 3; i < rgba->bytes.size(); i += 4) rgba->bytes[i] = 255;
+    rgba->opaque = true;
+}
+
 void Flatten(Picture* picture) {
     if (!picture->hasAlpha()) return;
     MakeRgba(picture);
@@ -143,9 +148,8 @@ void Flatten(Picture* picture) {
             bytes[i + c] =
                 static_cast<std::uint8_t>((bytes[i + c] * alpha + 255 * (255 - alpha) + 127) / 255);
         }
-        bytes[i + 3] = 255;
     }
-    picture->rgba.opaque = true;
+    MakeOpaque(&picture->rgba);
 }
 
 void TurnUpright(Picture* picture, int orientation) {

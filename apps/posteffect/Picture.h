@@ -41,6 +41,9 @@ struct Picture : JpegPicture {
 void MakePlanes(Picture* picture);
 void MakeRgba(Picture* picture);
 
+// Whatever their alpha was.
+void MakeOpaque(RgbaPixels* rgba);
+
 // The pixels on white, as a format without alpha shows them.
 void Flatten(Picture* picture);
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <csetjmp>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -21,6 +22,10 @@ constexpr std::uint8_t kDotsAnInch = 1;  // as JPEG counts units; 2 is centimetr
 
 // What deflate makes of one byte at the most, and some more.
 constexpr std::uint64_t kMostExpansion = 1100;
+
+// At once, for a chunk beside the rows or for one of them: twice what a JPEG file's profile can
+// have, and far less than what a damaged length asks for.
+constexpr png_alloc_size_t kMostAtOnce = 32U << 20U;
 
 // Errors of libpng, which end the guarded work with a jump: it must own nothing that needs a
 // destructor.
@@ -57,8 +62,8 @@ class PngReader {
     PngReader(const std::string& name, const FileBytes& file)
         : m_name(name),
           m_file(file),
-          m_png(png_create_read_struct(PNG_LIBPNG_VER_STRING, &m_errors, PngErrors::onError,
-                                       PngErrors::onWarning)),
+          m_png(png_create_read_struct_2(PNG_LIBPNG_VER_STRING, &m_errors, PngErrors::onError,
+                                         PngErrors::onWarning, nullptr, allocate, nullptr)),
           m_info(m_png ? png_create_info_struct(m_png) : nullptr) {}
     ~PngReader() { png_destroy_read_struct(&m_png, &m_info, nullptr); }
     PngReader(const PngReader&) = delete;
@@ -74,6 +79,9 @@ class PngReader {
     template <typename Work>
     void guard(const Work& work) {
         if (!m_errors.guard(work)) throw m_errors.failure(m_name);
+    }
+    static png_voidp allocate(png_structp, png_alloc_size_t size) {
+        return size <= kMostAtOnce ? std::malloc(size) : nullptr;
     }
     static void onRead(png_structp png, png_bytep bytes, std::size_t count) {
         auto* self = static_cast<PngReader*>(png_get_io_ptr(png));

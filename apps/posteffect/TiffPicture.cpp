@@ -206,6 +206,8 @@ Picture DecodeTiff(const std::string& name, const FileBytes& file) {
                                   1) == 0) {
         throw damaged();
     }
+    // A sample that says nothing of what it is comes along as alpha.
+    if (alpha.opaque) MakeOpaque(&rgba);
     for (int y = 0; alpha.multiplied && y < rgba.size.height; ++y) {
         libyuv::ARGBUnattenuate(rgba.row(y), rgba.stride(), rgba.row(y), rgba.stride(),
                                 rgba.size.width, 1);

@@ -63,6 +63,8 @@ Picture DecodeWebp(const std::string& name, const FileBytes& file) {
                             picture.rgba.bytes.size(), picture.rgba.stride())) {
         throw damaged;
     }
+    // What is stored as alpha beside the word that there is none.
+    if (picture.rgba.opaque) MakeOpaque(&picture.rgba);
     picture.segments = MakeSegments(ReadChunks(file));
     return picture;
 }

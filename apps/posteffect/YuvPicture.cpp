@@ -17,10 +17,17 @@ void PadRow(std::uint8_t* row, std::size_t left, std::size_t length, std::size_t
     for (std::size_t x = left + length; x < width; x += unit) std::memcpy(row + x, last, unit);
 }
 
+// Frees what a plane holds; its size stays.
+void Release(Plane* plane) {
+    std::vector<std::uint8_t>().swap(plane->bytes);
+}
+
 }  // namespace
 
-SemiPlanarFrame ToSemiPlanar(const YuvPicture& picture, SidePadding padding) {
-    const Plane& luma = picture.y;
+SemiPlanarFrame TakeSemiPlanar(YuvPicture* picture, SidePadding padding) {
+    Plane& luma = picture->y;
+    Plane& u = picture->u;
+    Plane& v = picture->v;
     SemiPlanarFrame frame;
     frame.size = {RoundUp(luma.width, 2) + padding.left + padding.right, RoundUp(luma.height, 2)};
     frame.bytes.resize(frame.lumaBytes() / 2 * 3);
@@ -37,15 +44,21 @@ SemiPlanarFrame ToSemiPlanar(const YuvPicture& picture, SidePadding padding) {
         std::memcpy(out + left, luma.row(y), columns);
         PadRow(out, left, columns, width, 1);
     }
-    libyuv::MergeUVPlane(picture.v.row(0), picture.v.stride, picture.u.row(0), picture.u.stride,
-                         out + left, frame.size.width, picture.u.width, picture.u.height);
-    for (int y = 0; y < picture.u.height; ++y, out += width) {
-        PadRow(out, left, static_cast<std::size_t>(picture.u.width) * 2, width, 2);
+    Release(&luma);
+    libyuv::MergeUVPlane(v.row(0), v.stride, u.row(0), u.stride, out + left, frame.size.width,
+                         u.width, u.height);
+    Release(&u);
+    Release(&v);
+    for (int y = 0; y < u.height; ++y, out += width) {
+        PadRow(out, left, static_cast<std::size_t>(u.width) * 2, width, 2);
     }
     return frame;
 }
 
 void FromSemiPlanar(const SemiPlanarFrame& frame, YuvPicture* picture, SidePadding padding) {
+    for (Plane* plane : {&picture->y, &picture->u, &picture->v}) {
+        *plane = Plane(plane->width, plane->height);
+    }
     Plane& luma = picture->y;
     const std::uint8_t* first = frame.bytes.data() + padding.left;
     libyuv::CopyPlane(first, frame.size.width, luma.row(0), luma.stride, luma.width, luma.height);

@@ -59,10 +59,11 @@ struct SidePadding {
     int right = 0;
 };
 
-// Odd sizes are padded with one replicated column or row.
-SemiPlanarFrame ToSemiPlanar(const YuvPicture& picture, SidePadding padding = {});
+// Odd sizes are padded with one replicated column or row. Moves the pixels: large pictures are not
+// held twice, and the picture has only its sizes until it is filled again.
+SemiPlanarFrame TakeSemiPlanar(YuvPicture* picture, SidePadding padding = {});
 
-// Copies the frame back into the picture that it was made from, without the padding.
+// Fills the picture that the frame was made from, without the padding.
 void FromSemiPlanar(const SemiPlanarFrame& frame, YuvPicture* picture, SidePadding padding = {});
 
 }  // namespace posteffect

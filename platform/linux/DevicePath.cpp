@@ -84,8 +84,14 @@ std::string ResolveDevicePath(const char* devicePath) {
     return path;
 }
 
+std::FILE* OpenToRead(const char* path) {
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    return fd < 0 ? nullptr : fdopen(fd, "rb");
+}
+
 std::FILE* OpenDeviceFile(const char* devicePath, const char* mode) {
-    return std::fopen(ResolveDevicePath(devicePath).c_str(), mode);
+    const std::string path = ResolveDevicePath(devicePath);
+    return mode[0] == 'r' ? OpenToRead(path.c_str()) : std::fopen(path.c_str(), mode);
 }
 
 int OpenDevice(const char* devicePath, int flags) {
