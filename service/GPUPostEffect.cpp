@@ -4,12 +4,14 @@
 
 #include "engine/GEManager.h"
 #include "gl/CacheMaintenance.h"
+#include "service/ExitGuard.h"
 #include "service/GECameraParameters.h"
 #include "service/ServiceLog.h"
 
 namespace tessera {
 
 GPUPostEffect::GPUPostEffect() {
+    WatchThisThreadsExit();
     mParameters.Reset();
     mParameters.effect = 0;
 }
@@ -17,6 +19,7 @@ GPUPostEffect::GPUPostEffect() {
 GPUPostEffect::~GPUPostEffect() = default;
 
 int GPUPostEffect::start() {
+    WatchThisThreadsExit();
     return mQueue.start(_threadMain, this);
 }
 
@@ -107,8 +110,22 @@ void* GPUPostEffect::_threadMain(void* service) {
 void* GPUPostEffect::threadMain() {
     constexpr const char* kName = "void* tessera::GPUPostEffect::threadMain()";
     LOG_DEBUG(gServiceLog, "%s E.", kName);
-    mpGEMan = new GEManager;
-    mQueue.Serve([this](GPUTask* task) { return handleTask(task); });
+    {
+        const GPUWork setUp(GPUWork::kSetUp);
+        if (setUp.allowed()) mpGEMan = new GEManager;
+    }
+    mQueue.Serve([this](GPUTask* task) {
+        const GPUWork work;
+        return work.allowed() ? handleTask(task) : int{kPostEffectCancelled};
+    });
+    tearDown();
+    LOG_DEBUG(gServiceLog, "%s X.", kName);
+    return nullptr;
+}
+
+void GPUPostEffect::tearDown() {
+    const GPUWork work;
+    if (!work.allowed()) return;  // what is left goes with the process
     memYUV.clear();
     mSecondHeap.clear();
     mpGEMan->Deinit();
@@ -116,8 +133,6 @@ void* GPUPostEffect::threadMain() {
     mPreviewBuffer.clear();
     delete mpGEMan;
     mpGEMan = nullptr;
-    LOG_DEBUG(gServiceLog, "%s X.", kName);
-    return nullptr;
 }
 
 int GPUPostEffect::handleTask(GPUTask* task) {

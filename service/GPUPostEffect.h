@@ -47,6 +47,8 @@ class GPUPostEffect : public IPostEffect, public IYUVConverter {
   private:
     static void* _threadMain(void* service);
     void* threadMain();
+    // The end of the worker's life: everything of EGL and GL goes.
+    void tearDown();
     int handleTask(GPUTask* task);
 
     // Handlers (PreviewHandlers.cpp, CaptureHandler.cpp); each returns its task's result.

@@ -5,17 +5,14 @@
 #include <posteffect/Renderer.h>
 
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 
 #include "tests/support/CaptureImage.h"
-#include "tests/support/GLObjectCount.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PictureModel.h"
-#include "tests/support/ProcessState.h"
 #include "tests/support/Service.h"
 
 namespace {
@@ -24,9 +21,7 @@ using testing_support::ApplyModel;
 using testing_support::CaptureImage;
 using testing_support::Compare;
 using testing_support::Difference;
-using testing_support::LiveGLObjects;
 using testing_support::LogCapture;
-using testing_support::ProcessState;
 using testing_support::Service;
 using testing_support::VignetteModel;
 
@@ -245,7 +240,6 @@ TEST(Service, FollowsChangesOfEffectSizeAndCropBetweenFrames) {
     EXPECT_EQ(preview(), hard) << "parameters outlive a restart";
 }
 
-// Run with POSTEFFECT_CYCLES=1000 for the whole of it.
 TEST(Renderer, IsDescribedBesideAServiceAndAgain) {
     const Service service;
     PostEffectRenderer first{};
@@ -278,35 +272,6 @@ TEST(Renderer, IsAllZerosWithoutADisplay) {
     } else {
         unsetenv("POSTEFFECT_EGL");
     }
-}
-
-TEST(Service, CyclesLeaveNothingBehind) {
-    const char* asked = std::getenv("POSTEFFECT_CYCLES");
-    const int cycles = asked != nullptr ? std::atoi(asked) : 40;
-    ProcessState warm{};
-    for (int i = 0; i < cycles; ++i) {
-        {
-            const Service service;
-            CaptureImage frame(64, 48);
-            service->setParameters(android::String8(kVignette));
-            service->startPreview(64, 48);
-            ASSERT_EQ(service->handlePreview(-1, frame.data(), 0), 0);
-            CaptureImage image(200, 100);
-            ASSERT_EQ(service->handleCapture(200, 100, -1, image.data(), 0, image.chromaOffset()),
-                      0);
-            ASSERT_EQ(service->handlePreview(-1, frame.data(), 0), 0);
-        }
-        if (i == 9) warm = testing_support::ReadProcessState();
-    }
-    const ProcessState end = testing_support::ReadProcessState();
-    EXPECT_EQ(LiveGLObjects(), 0);
-    EXPECT_EQ(end.descriptors, warm.descriptors);
-    EXPECT_EQ(end.threads, warm.threads);
-    std::printf("resident memory: %ld KiB after 10 cycles, %ld KiB after %d\n", warm.residentKiB,
-                end.residentKiB, cycles);
-#ifndef __SANITIZE_ADDRESS__  // which keeps freed memory for a while
-    EXPECT_LT(end.residentKiB - warm.residentKiB, 1024);
-#endif
 }
 
 }  // namespace

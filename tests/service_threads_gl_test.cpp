@@ -1,12 +1,21 @@
 // Several services, and several callers of one, at once.
+#include <EGL/egl.h>
 #include <gtest/gtest.h>
 #include <posteffect/PostEffect.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <random>
+#include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/Display.h"
 #include "tests/support/CaptureImage.h"
 #include "tests/support/Service.h"
 
@@ -103,6 +112,80 @@ TEST(Services, CallsFromAnyThreadInAnyOrderEndWithAStatus) {
     }
     for (std::thread& caller : callers) caller.join();
     EXPECT_EQ(unknown, 0);
+}
+
+// One process of the test below: it ends while a service renders.
+TEST(Services, DISABLED_ExitsInTheMiddleOfAFrame) {
+    const int delay = std::atoi(std::getenv("POSTEFFECT_EXIT_AFTER"));
+    IPostEffect* service = createPostEffect();
+    service->start();
+    std::thread([service] {
+        CaptureImage frame(64, 48);
+        service->setParameters(android::String8(ParametersFor(0)));
+        service->startPreview(64, 48);
+        for (;;) service->handlePreview(-1, frame.data(), 0);
+    }).detach();
+    std::this_thread::sleep_for(std::chrono::microseconds(delay));
+    std::exit(0);
+}
+
+// POSTEFFECT_EXITS=500 for the whole of it.
+TEST(Services, AProcessMayEndWithALiveService) {
+    const char* asked = std::getenv("POSTEFFECT_EXITS");
+    const int exits = asked != nullptr ? std::atoi(asked) : 6;
+    std::mt19937 random(1);
+    int bad = 0;
+    for (int i = 0; i < exits; ++i) {
+        const std::string delay = std::to_string(random() % 50000);
+        setenv("POSTEFFECT_EXIT_AFTER", delay.c_str(), 1);
+        char program[] = "/proc/self/exe";
+        char filter[] = "--gtest_filter=*DISABLED_ExitsInTheMiddleOfAFrame";
+        char disabled[] = "--gtest_also_run_disabled_tests";
+        char brief[] = "--gtest_brief=1";
+        char* arguments[] = {program, filter, disabled, brief, nullptr};
+        pid_t child = 0;
+        ASSERT_EQ(posix_spawn(&child, program, nullptr, nullptr, arguments, environ), 0);
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        if (status != 0) {
+            ++bad;
+            ADD_FAILURE() << "exit after " << delay << " us: wait status " << status;
+        }
+    }
+    EXPECT_EQ(bad, 0) << "of " << exits;
+}
+
+// Somebody else in the process terminates the display that the worker draws with. Contexts that are
+// current live on, so frames go on; whatever needs a new context or a rebuild finds the display
+// back.
+TEST(Services, ADisplayThatIsTerminatedUnderneathComesBack) {
+    const Service service;
+    ASSERT_EQ(service->setParameters(android::String8(ParametersFor(0))), 0);
+    ASSERT_EQ(service->startPreview(64, 48), 0);
+    CaptureImage original(64, 48);
+    const auto preview = [&] {
+        CaptureImage frame(64, 48);
+        const int status = service->handlePreview(-1, frame.data(), 0);
+        // Done, or reported with the frame as it was.
+        EXPECT_EQ(frame.bytes() != original.bytes(), status == 0) << status;
+        return status;
+    };
+    ASSERT_EQ(preview(), 0);
+    int reported = 0;
+    for (int i = 0; i < 20; ++i) {
+        eglTerminate(platform::GetDisplay());
+        reported += preview() != 0 ? 1 : 0;
+        CaptureImage image(64, 48);
+        reported +=
+            service->handleCapture(64, 48, -1, image.data(), 0, image.chromaOffset()) != 0 ? 1 : 0;
+        EXPECT_EQ(preview(), 0) << i;
+        if (i % 4 == 3) {
+            EXPECT_EQ(service->stop(), 0);
+            EXPECT_EQ(service->start(), 0);
+            EXPECT_EQ(service->startPreview(64, 48), 0);
+        }
+    }
+    std::printf("%d of 40 calls right after a termination were refused\n", reported);
 }
 
 }  // namespace
