@@ -21,6 +21,7 @@ int SinglePassEffect::InitProgram(const char* operation) {
     const char* creating = m_bCapture ? m_traits.creatingCapture : m_traits.creatingPreview;
     if (creating != nullptr) LOG_INFO(log(), "[%s] Creating %s", operation, creating);
     delete m_pProgram;
+    m_pProgram = nullptr;
     m_pProgram = CreateProgram();
     if (!m_pProgram->Load()) {
         LOG_ERROR(log(), "[%s] can't load %s", operation, m_traits.programName);

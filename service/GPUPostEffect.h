@@ -48,6 +48,7 @@ class GPUPostEffect : public IPostEffect, public IYUVConverter {
     static void* _threadMain(void* service);
     void* threadMain();
     int handleTask(GPUTask* task);
+    int runHandler(GPUTask* task);
 
     // Handlers (PreviewHandlers.cpp, CaptureHandler.cpp); each returns its task's result.
     int setParameters(GPUTask* task);
