@@ -2,6 +2,7 @@
 #include <GLES2/gl2.h>
 
 #include <array>
+#include <new>
 
 #include "engine/GEManager.h"
 #include "engine/ManagerLog.h"
@@ -143,8 +144,11 @@ void GEManager::TearDownEGL() {
 
 GEManager::GEManager() {
     LOG_INFO(gManagerLog, "[%s] enter", kName);
-    if (SetUpEGL()) {
-        LOG_INFO(gManagerLog, "[%s] leave", kName);
+    try {
+        if (SetUpEGL()) LOG_INFO(gManagerLog, "[%s] leave", kName);
+    } catch (const std::bad_alloc&) {
+        // As when EGL fails: not ready, and the destructor takes down what there is.
+        LogFailure("SetUpEGL");
     }
 }
 

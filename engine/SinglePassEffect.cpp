@@ -23,6 +23,7 @@ int SinglePassEffect::InitProgram(const char* operation) {
     if (creating != nullptr) LOG_INFO(log(), "[%s] Creating %s", operation, creating);
     m_bSoftware = DrawsForSoftware();
     delete m_pProgram;
+    m_pProgram = nullptr;
     m_pProgram = CreateProgram();
     if (!m_pProgram->Load()) {
         LOG_ERROR(log(), "[%s] can't load %s", operation, m_traits.programName);

@@ -156,6 +156,8 @@ bool GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type
     if (!CheckGLError("GLTexture::Init", "glBindTexture")) return false;
     extensions.glEGLImageTargetTexture2DOES(m_nTarget, m_image);
     if (!CheckEGLError("GLTexture::Init", "glEGLImageTargetTexture2DOES")) return false;
+    // A texture that got no storage draws black.
+    if (!CheckGLError("GLTexture::Init", "glEGLImageTargetTexture2DOES")) return false;
     SetParameters(GL_LINEAR, GL_REPEAT);
 
     m_nFormat = format;

@@ -2,6 +2,8 @@
 
 #include <utils/String8.h>
 
+#include <new>
+
 #include "engine/GEManager.h"
 #include "gl/CacheMaintenance.h"
 #include "service/ExitGuard.h"
@@ -28,9 +30,14 @@ int GPUPostEffect::stop() {
 }
 
 int GPUPostEffect::setParameters(const android::String8& params) {
-    GPUTask* task = mQueue.getTask();
     android::GECameraParameters parameters;
-    parameters.unflatten(params);
+    try {
+        parameters.unflatten(params);
+    } catch (const std::bad_alloc&) {
+        return kPostEffectBusy;
+    }
+    GPUTask* task = mQueue.getTask();
+    if (task == nullptr) return kPostEffectBusy;
     EffectParameters& record = task->parameters;
     parameters.getGPUEffect(&record.effect);
     // A key that is absent or malformed leaves what the recycled record held.
@@ -48,6 +55,7 @@ int GPUPostEffect::startPreview(int width, int height) {
     constexpr const char* kName = "virtual int tessera::GPUPostEffect::startPreview(int, int)";
     LOG_DEBUG(gServiceLog, "%s E.", kName);
     GPUTask* task = mQueue.getTask();
+    if (task == nullptr) return kPostEffectBusy;
     task->kind = GPUTask::kStartPreview;
     task->a2 = width;
     task->a3 = height;
@@ -62,6 +70,7 @@ int GPUPostEffect::stopPreview() {
     int result = kPostEffectOk;
     if (mQueue.ReadLocked(mPreviewStarted)) {
         GPUTask* task = mQueue.getTask();
+        if (task == nullptr) return kPostEffectBusy;
         task->kind = GPUTask::kStopPreview;
         result = mQueue.runTask(task);
     }
@@ -72,6 +81,7 @@ int GPUPostEffect::stopPreview() {
 int GPUPostEffect::handlePreview(int fd, void* base, int offset) {
     if (!mQueue.ReadLocked(mPreviewStarted)) return kPostEffectNotStarted;
     GPUTask* task = mQueue.getTask();
+    if (task == nullptr) return kPostEffectBusy;
     task->kind = GPUTask::kHandlePreview;
     task->b0 = fd;
     task->b1 = reinterpret_cast<intptr_t>(base);
@@ -82,6 +92,7 @@ int GPUPostEffect::handlePreview(int fd, void* base, int offset) {
 int GPUPostEffect::handleCapture(int cw, int ch, int fd, void* base, int yOffset, int uvOffset) {
     if (mEffectNumber.load(std::memory_order_relaxed) < 1) return kPostEffectOk;
     GPUTask* task = mQueue.getTask();
+    if (task == nullptr) return kPostEffectBusy;
     task->kind = GPUTask::kHandleCapture;
     task->a2 = cw;
     task->a3 = ch;
@@ -95,6 +106,7 @@ int GPUPostEffect::handleCapture(int cw, int ch, int fd, void* base, int yOffset
 int GPUPostEffect::setCrop(int x, int y, int w, int h) {
     if (mEffectNumber.load(std::memory_order_relaxed) < 1) return kPostEffectOk;
     GPUTask* task = mQueue.getTask();
+    if (task == nullptr) return kPostEffectBusy;
     task->kind = GPUTask::kSetCrop;
     task->a0 = x;
     task->a1 = y;
@@ -112,7 +124,7 @@ void* GPUPostEffect::threadMain() {
     LOG_DEBUG(gServiceLog, "%s E.", kName);
     {
         const GPUWork setUp(GPUWork::kSetUp);
-        if (setUp.allowed()) mpGEMan = new GEManager;
+        if (setUp.allowed()) mpGEMan = new (std::nothrow) GEManager;
     }
     mQueue.Serve([this](GPUTask* task) {
         const GPUWork work;
@@ -128,14 +140,35 @@ void GPUPostEffect::tearDown() {
     if (!work.allowed()) return;  // what is left goes with the process
     memYUV.clear();
     mSecondHeap.clear();
-    mpGEMan->Deinit();
+    if (mpGEMan != nullptr) mpGEMan->Deinit();
     isGEInit = false;
     mPreviewBuffer.clear();
     delete mpGEMan;
     mpGEMan = nullptr;
 }
 
+// Exceptions end here: what a task needed memory for is let go, and its caller told.
 int GPUPostEffect::handleTask(GPUTask* task) {
+    try {
+        if (mpGEMan == nullptr) mpGEMan = new GEManager;
+        return runHandler(task);
+    } catch (const std::bad_alloc&) {
+        LOG_DEBUG(gServiceLog, "%s: out of memory.", "handleTask");
+    }
+    if (mpGEMan != nullptr) releaseManager();
+    mCaptureBuffer.clear();
+    memYUV.clear();
+    switch (task->kind) {
+        case GPUTask::kHandlePreview:
+            return kPostEffectNoEffect;
+        case GPUTask::kHandleCapture:
+            return kPostEffectCaptureFailed;
+        default:
+            return kPostEffectBusy;
+    }
+}
+
+int GPUPostEffect::runHandler(GPUTask* task) {
     switch (task->kind) {
         case GPUTask::kSetParameters:
             return setParameters(task);

@@ -50,6 +50,7 @@ class GPUPostEffect : public IPostEffect, public IYUVConverter {
     // The end of the worker's life: everything of EGL and GL goes.
     void tearDown();
     int handleTask(GPUTask* task);
+    int runHandler(GPUTask* task);
 
     // Handlers (PreviewHandlers.cpp, CaptureHandler.cpp); each returns its task's result.
     int setParameters(GPUTask* task);

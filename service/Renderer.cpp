@@ -9,8 +9,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdio>
+#include <exception>
+#include <new>
 #include <string>
-#include <system_error>
 #include <thread>
 
 #include "engine/GEManager.h"
@@ -49,6 +50,14 @@ bool Describe(PostEffectRenderer* renderer) {
     return true;
 }
 
+bool DescribeOrGiveUp(PostEffectRenderer* renderer) {
+    try {
+        return Describe(renderer);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 int describeRenderer(PostEffectRenderer* renderer) {
@@ -56,15 +65,21 @@ int describeRenderer(PostEffectRenderer* renderer) {
     bool described = false;
     try {
         // The caller's thread may have a context of its own.
-        std::thread([&] { described = Describe(renderer); }).join();
-    } catch (const std::system_error&) {
-        return -1;
+        std::thread([&] { described = DescribeOrGiveUp(renderer); }).join();
+    } catch (const std::exception&) {
+        // No thread, or no memory for one.
     }
+    if (!described) *renderer = {};
     return described ? 0 : -1;
 }
 
 int findLookUpFile(const char* name, char* path, unsigned int capacity) {
-    const std::string file = SystemLookUpFile(name);
-    std::snprintf(path, capacity, "%s", file.c_str());
-    return access(file.c_str(), R_OK);
+    try {
+        const std::string file = SystemLookUpFile(name);
+        std::snprintf(path, capacity, "%s", file.c_str());
+        return access(file.c_str(), R_OK);
+    } catch (const std::bad_alloc&) {
+        if (capacity > 0) path[0] = '\0';
+        return -1;
+    }
 }

@@ -3,6 +3,7 @@
 #include <posteffect/PostEffect.h>
 
 #include <algorithm>
+#include <new>
 
 #include "service/ServiceLog.h"
 
@@ -65,7 +66,7 @@ void TaskQueue::WriteLocked(bool& flag, bool value) {
 
 GPUTask* TaskQueue::getTask() {
     const Lock lock(m_lock);
-    return m_poolCount > 0 ? m_pool[--m_poolCount] : new GPUTask;
+    return m_poolCount > 0 ? m_pool[--m_poolCount] : new (std::nothrow) GPUTask;
 }
 
 int TaskQueue::runTask(GPUTask* task) {

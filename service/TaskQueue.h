@@ -37,7 +37,7 @@ class TaskQueue {
     // Ends the worker; `whenJoined` runs under the service lock afterwards. Always 0.
     int stop(const std::function<void()>& whenJoined);
 
-    // A record to fill and hand to runTask.
+    // A record to fill and hand to runTask; null when there is no memory for one.
     GPUTask* getTask();
     // Queues the task, waits for its result, recycles the record.
     int runTask(GPUTask* task);

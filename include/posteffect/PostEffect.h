@@ -23,7 +23,7 @@ enum PostEffectStatus : int {
     kPostEffectCancelled = 1,      // stop() came first; the call's buffers were not touched
     kPostEffectNoEffect = 2,       // GPU or effect could not be set up; the frame is untouched
     kPostEffectCaptureFailed = 3,  // the captured image could not be processed; it is untouched
-    kPostEffectBusy = 99,          // queue full, or no thread could be created
+    kPostEffectBusy = 99,          // queue full, or no thread or no memory to be had
 };
 
 class IPostEffect {
@@ -70,7 +70,7 @@ class IPostEffect {
 
 extern "C" {
 
-// A new service, without a worker yet. Never null.
+// A new service, without a worker yet. Null only when there is no memory for it.
 POSTEFFECT_API IPostEffect* createPostEffect();
 
 // Deletes a stopped service. Null does nothing.

@@ -143,6 +143,7 @@ class CopiedStorage : public ImageStorage {
 
     int ReadBack() {
         if (m_framebuffer == 0) glGenFramebuffers(1, &m_framebuffer);
+        if (m_framebuffer == 0) return -1;  // the default one holds no pixels of ours
         glBindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
         glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, m_texture, 0);
         if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) return -1;

@@ -11,6 +11,12 @@ namespace testing_support {
 namespace {
 
 std::atomic<int> gLive{0};
+std::atomic<bool (*)(GLObjectKind)> gRefuses{nullptr};
+
+bool Refused(GLObjectKind kind) {
+    const auto refuses = gRefuses.load();
+    return refuses != nullptr && refuses(kind);
+}
 
 // The driver's function of this name, behind ours.
 template <typename Function>
@@ -30,17 +36,24 @@ int LiveGLObjects() {
     return gLive.load();
 }
 
+void SetGLObjectFilter(bool (*refuses)(GLObjectKind)) {
+    gRefuses = refuses;
+}
+
 }  // namespace testing_support
 
 using testing_support::CountDeleted;
+using testing_support::GLObjectKind;
 using testing_support::gLive;
 using testing_support::Real;
+using testing_support::Refused;
 
 // Names count once they are objects: after their first bind, which follows at once in the library.
 extern "C" {
 
 __attribute__((visibility("default"))) void glGenTextures(GLsizei n, GLuint* names) {
     static const auto real = Real<decltype(&glGenTextures)>("glGenTextures");
+    if (Refused(GLObjectKind::kTexture)) return;
     real(n, names);
     gLive += n;
 }
@@ -53,6 +66,7 @@ __attribute__((visibility("default"))) void glDeleteTextures(GLsizei n, const GL
 
 __attribute__((visibility("default"))) void glGenFramebuffers(GLsizei n, GLuint* names) {
     static const auto real = Real<decltype(&glGenFramebuffers)>("glGenFramebuffers");
+    if (Refused(GLObjectKind::kFramebuffer)) return;
     real(n, names);
     gLive += n;
 }
@@ -65,6 +79,7 @@ __attribute__((visibility("default"))) void glDeleteFramebuffers(GLsizei n, cons
 
 __attribute__((visibility("default"))) GLuint glCreateProgram() {
     static const auto real = Real<decltype(&glCreateProgram)>("glCreateProgram");
+    if (Refused(GLObjectKind::kProgram)) return 0;
     const GLuint name = real();
     gLive += name != 0 ? 1 : 0;
     return name;
@@ -78,6 +93,7 @@ __attribute__((visibility("default"))) void glDeleteProgram(GLuint name) {
 
 __attribute__((visibility("default"))) GLuint glCreateShader(GLenum type) {
     static const auto real = Real<decltype(&glCreateShader)>("glCreateShader");
+    if (Refused(GLObjectKind::kShader)) return 0;
     const GLuint name = real(type);
     gLive += name != 0 ? 1 : 0;
     return name;
