@@ -15,9 +15,9 @@ endif()
 
 target_compile_options(posteffect_flags INTERFACE
     ${posteffect_warnings} -fvisibility=hidden -fvisibility-inlines-hidden
-    -fstack-protector-strong)
+    -fstack-protector-strong -fstack-clash-protection)
 target_link_options(posteffect_flags INTERFACE
-    LINKER:-z,relro,-z,now,-z,noexecstack,--as-needed)
+    LINKER:-z,relro,-z,now,-z,noexecstack,-z,separate-code,--as-needed)
 
 if(POSTEFFECT_SANITIZE)
   target_compile_options(posteffect_flags INTERFACE
@@ -30,6 +30,6 @@ if(POSTEFFECT_SANITIZE)
 else()
   # Built files say nothing of the folder they were built in: packages come out the same anywhere.
   target_compile_options(posteffect_flags INTERFACE
-      $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
+      $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -D_GLIBCXX_ASSERTIONS
       -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=>)
 endif()

@@ -28,10 +28,5 @@ needed=$(readelf -dW "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
 unexpected=$(grep -vE '^(libEGL\.so\.1|libGLESv2\.so\.2|libhwy\.so\.1|libpthread\.so\.0|libstdc\+\+\.so\.6|libm\.so\.6|libgcc_s\.so\.1|libc\.so\.6|ld-linux.*)$' <<<"$needed" || true)
 [[ -z $unexpected ]] || complain "needs: $unexpected"
 
-dynamic=$(readelf -dW "$library")
-grep -q 'BIND_NOW\|FLAGS_1.*NOW' <<<"$dynamic" || complain "binds lazily"
-! grep -q 'TEXTREL\|RPATH\|RUNPATH' <<<"$dynamic" || complain "has text relocations or a run path"
-segments=$(readelf -lW "$library")
-grep -q 'GNU_RELRO' <<<"$segments" || complain "relocations stay writable"
-! grep -E 'GNU_STACK.* RWE|LOAD.* RWE' <<<"$segments" || complain "has memory both writable and executable"
+"${BASH_SOURCE%/*}/check-hardening.sh" "$library" || status=1
 exit $status

@@ -29,6 +29,13 @@ root=$PWD
 ! grep -rqF "$scratch/first" "$prefix" || fail "a file names the prefix it was installed to"
 ! grep -qF "$root" "$lib/libposteffect.so.0" || fail "the library names the source folder"
 
+files=()
+while read -r file; do
+    ! readelf -h "$file" >/dev/null 2>&1 || files+=("$file")
+done < <(find "$lib" "$prefix/bin" -type f)
+[[ ${#files[@]} -ge 2 ]] || fail "found ${#files[@]} installed programs and libraries"
+scripts/check-hardening.sh "${files[@]}" || fail "an installed file is not hardened"
+
 cmake -S tests/consumers/cmake -B "$scratch/cmake" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$scratch/cmake" >/dev/null
 "$scratch/cmake/consumer"

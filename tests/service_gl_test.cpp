@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -272,6 +273,26 @@ TEST(Renderer, IsAllZerosWithoutADisplay) {
     } else {
         unsetenv("POSTEFFECT_EGL");
     }
+}
+
+// The driver compiles shaders into pages of its own, which have no name.
+TEST(Service, NoNamedMemoryIsBothWritableAndExecutable) {
+    const Service service;
+    ASSERT_EQ(service->setParameters(android::String8(kVignette)), 0);
+    ASSERT_EQ(service->startPreview(64, 48), 0);
+    CaptureImage frame(64, 48);
+    ASSERT_EQ(service->handlePreview(-1, frame.data(), 0), 0);
+    std::ifstream maps("/proc/self/maps");
+    int ours = 0;
+    for (std::string line; std::getline(maps, line);) {
+        const std::string access = line.substr(line.find(' ') + 1, 4);
+        const bool isOurs = line.find("service_gl_test") != std::string::npos ||
+                            line.find("/memfd:") != std::string::npos ||
+                            line.find("[stack]") != std::string::npos;
+        ours += isOurs ? 1 : 0;
+        EXPECT_FALSE(isOurs && access[1] == 'w' && access[2] == 'x') << line;
+    }
+    EXPECT_GT(ours, 2) << "the program, its stack, the frame's buffer";
 }
 
 }  // namespace
