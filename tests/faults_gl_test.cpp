@@ -120,6 +120,17 @@ bool MayShowAnything(Fault fault) {
     return fault == Fault::kFramebuffer || fault == Fault::kGenerate;
 }
 
+// Sanitizers take four times as long: there each effect has a third of the kinds.
+bool SkipsHere(int effect, std::size_t kind) {
+#ifdef __SANITIZE_ADDRESS__
+    return (static_cast<std::size_t>(effect) + kind) % 3 != 0;
+#else
+    static_cast<void>(effect);
+    static_cast<void>(kind);
+    return false;
+#endif
+}
+
 class Faults : public testing::Test {
   protected:
     void SetUp() override {
@@ -262,7 +273,7 @@ TEST_F(Faults, EachCallFailsOnceAndForGood) {
                 const long turn =
                     most > 0 ? 1 + (effect * 7 + (road == Road::kCapture ? 3 : 0)) % most : 0;
                 for (long nth = 1; nth <= most; ++nth) {
-                    if (one < 0 && nth != turn) continue;
+                    if (one < 0 && (nth != turn || SkipsHere(effect, i))) continue;
                     const bool first = effect % 2 == 0;
                     for (const bool lasting : {false, true}) {
                         if (one < 0 && lasting == first) continue;
@@ -329,7 +340,10 @@ TEST(ExportedFunctions, AnswerWhenTheirMemoryFails) {
 // What went wrong, or 0. Ends the process.
 [[noreturn]] void CaptureInLittleRoom() {
     alarm(60);
-    __android_log_set_sink([](int, const char*, const char*) {});
+    static bool driverSaidSo = false;
+    __android_log_set_sink([](int, const char*, const char* text) {
+        driverSaidSo = driverSaidSo || std::strstr(text, "GL_OUT_OF_MEMORY") != nullptr;
+    });
     const rlimit room = {rlim_t{1200} << 20, rlim_t{1200} << 20};
     if (setrlimit(RLIMIT_AS, &room) != 0) _exit(10);
     IPostEffect* service = createPostEffect();
@@ -345,7 +359,7 @@ TEST(ExportedFunctions, AnswerWhenTheirMemoryFails) {
     };
     if (capture() != 0) _exit(12);
     // The targets of such blocks take more than there is.
-    for (const int side : {12000, 16384}) {
+    for (const int side : {8192, 12000, 16384}) {
         image.FillScene(1);
         service->startPreview(side, side);
         if (capture() != 3) _exit(13);
@@ -356,7 +370,7 @@ TEST(ExportedFunctions, AnswerWhenTheirMemoryFails) {
     }
     service->stop();
     destroyPostEffect(service);
-    _exit(0);
+    _exit(driverSaidSo ? 0 : 17);
 }
 
 // The driver itself runs out of memory; in a process of its own, begun anew.

@@ -172,7 +172,7 @@ int LiveImages() {
 using namespace testing_support;  // NOLINT(google-build-using-namespace)
 
 #define INTERPOSE extern "C" __attribute__((visibility("default")))
-#define REAL(name) static const auto real = Real(&name, #name)
+#define REAL(name) static const auto real = Real(&(name), #name)
 #define CALLER __builtin_return_address(0)
 
 INTERPOSE EGLDisplay eglGetDisplay(EGLNativeDisplayType native) {

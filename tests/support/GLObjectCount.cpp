@@ -43,8 +43,8 @@ void SetGLObjectFilter(bool (*refuses)(GLObjectKind)) {
 }  // namespace testing_support
 
 using testing_support::CountDeleted;
-using testing_support::GLObjectKind;
 using testing_support::gLive;
+using testing_support::GLObjectKind;
 using testing_support::Real;
 using testing_support::Refused;
 
