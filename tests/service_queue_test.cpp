@@ -88,6 +88,7 @@ int GPUPostEffect::handleCapture(GPUTask* task) {
 int GPUPostEffect::setCrop(GPUTask* task) {
     return Handle(*task, &mPreviewBytes);
 }
+void GPUPostEffect::releaseManager() {}
 int GPUPostEffect::convertRect(void*, int, int, int, int, int, int) {
     return 1;
 }

@@ -131,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(Loads, Soak,
                          testing::Values(Load{"frames", FramesOfChangingEffects, 108, 2500},
                                          Load{"captures", CapturesOfChangingEffects, 72, 1000},
                                          Load{"starts", StartsAndStops, 72, 1000},
-                                         Load{"services", TwoInterleaved, 36, 500}),
+                                         Load{"services", TwoInterleaved, 90, 500}),
                          [](const auto& load) { return std::string(load.param.name); });
 
 }  // namespace

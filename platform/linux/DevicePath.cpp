@@ -86,7 +86,9 @@ std::string ResolveDevicePath(const char* devicePath) {
 
 std::FILE* OpenToRead(const char* path) {
     const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    return fd < 0 ? nullptr : fdopen(fd, "rb");
+    std::FILE* const file = fd < 0 ? nullptr : fdopen(fd, "rb");
+    if (file == nullptr && fd >= 0) close(fd);
+    return file;
 }
 
 std::FILE* OpenDeviceFile(const char* devicePath, const char* mode) {

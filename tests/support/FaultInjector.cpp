@@ -283,6 +283,11 @@ INTERPOSE FILE* fopen(const char* path, const char* mode) {
     if (Fails(Fault::kOpen, CALLER)) return errno = EIO, nullptr;
     return real(path, mode);
 }
+INTERPOSE FILE* fdopen(int file, const char* mode) {
+    REAL(fdopen);
+    if (Fails(Fault::kOpen, CALLER)) return errno = EMFILE, nullptr;
+    return real(file, mode);
+}
 INTERPOSE size_t fread(void* to, size_t size, size_t count, FILE* file) {
     REAL(fread);
     return real(to, size, Fails(Fault::kRead, CALLER) ? count / 2 : count, file);
