@@ -358,8 +358,8 @@ TEST(ExportedFunctions, AnswerWhenTheirMemoryFails) {
                                       image.chromaOffset());
     };
     if (capture() != 0) _exit(12);
-    // Such blocks take more than there is; which of their buffers and targets is the first that does
-    // not fit depends on what else lies in memory.
+    // Such blocks take more than there is; which of their buffers and targets is the first that
+    // does not fit depends on what else lies in memory.
     for (const int side : {8192, 9000, 10000, 12000, 16384}) {
         image.FillScene(1);
         service->startPreview(side, side);
