@@ -31,7 +31,7 @@ fi
 missing=()
 for package in "${packages[@]}"; do
     state=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
-    [[ "$state" == installed ]] || missing+=("$package")
+    [[ "$state" == installed* ]] || missing+=("$package")
 done
 [[ ${#missing[@]} -eq 0 ]] && exit 0
 
