@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <memory>
+#include <new>
 #include <thread>
 
 namespace posteffect {
@@ -13,7 +14,9 @@ namespace posteffect {
 // Thread: any, one at a time.
 class ServiceSession {
   public:
-    ServiceSession() : m_service(createPostEffect()) {}
+    ServiceSession() : m_service(createPostEffect()) {
+        if (m_service == nullptr) throw std::bad_alloc();
+    }
 
     // Makes one call of IPostEffect and repeats it while the service is too busy to take it. The
     // call's status; busy only after two seconds of trying.
