@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$1
-skipped='/tests/'
+skipped='/tests/\|/bench/'
 checks='-clang-analyzer-*'
 if [[ ${2:-} == all ]]; then
     skipped='^$'

@@ -142,7 +142,7 @@ TEST_F(EveryEffect, DrawsTheSameWhicheverEffectWasThereBefore) {
 
 // Constants in the texts and the rest of what suits software renderers changes no byte.
 TEST_F(EveryEffect, DrawsTheSameForSoftwareAndForGPUs) {
-    for (const auto& [width, height] : {std::pair{64, 48}, {250, 130}, {1000, 98}, {4000, 34}}) {
+    for (const auto& [width, height] : {std::pair{250, 130}, {4000, 34}}) {
         CaptureImage image(width, height);
         image.FillNatural(5);
         for (const auto& effect : kEffects) {

@@ -108,8 +108,9 @@ Answers Drive(IPostEffect* service, const android::String8& parameters, Road roa
 android::String8 ParametersOf(int number) {
     for (const auto& effect : kEffects) {
         if (effect.number != number) continue;
-        const std::string text = std::string("GPU-effect=") + effect.letter +
-                                 ";GE-param0=50,0,0,0;GE-param1=480,272,912,272";
+        std::string text = "GPU-effect=";
+        text += effect.letter;
+        text += ";GE-param0=50,0,0,0;GE-param1=480,272,912,272";
         return android::String8(text.c_str());
     }
     return android::String8("GPU-effect=0");
