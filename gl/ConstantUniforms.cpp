@@ -1,15 +1,17 @@
 #include "gl/ConstantUniforms.h"
 
 #include <array>
-#include <cstdio>
+#include <charconv>
 
 namespace {
 
-// Nine digits tell every float from its neighbours; the point makes it no whole number.
+// As many digits as tell the float from its neighbours, with an exponent, which makes it no whole
+// number; with a point whatever the caller's locale writes.
 std::string Literal(float value) {
     std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%#.9g", static_cast<double>(value));
-    return text.data();
+    const auto end =
+        std::to_chars(text.begin(), text.end(), value, std::chars_format::scientific).ptr;
+    return {text.begin(), end};
 }
 
 std::string Constructor(const ConstantUniform& constant, unsigned element) {

@@ -10,6 +10,7 @@
 #include "engine/EffectTable.h"
 #include "gl/RendererKind.h"
 #include "tests/support/CaptureImage.h"
+#include "tests/support/CommaLocale.h"
 #include "tests/support/EffectRunner.h"
 #include "tests/support/EffectTest.h"
 #include "tests/support/GLObjectCount.h"
@@ -140,8 +141,10 @@ TEST_F(EveryEffect, DrawsTheSameWhicheverEffectWasThereBefore) {
     m_manager.Deinit();
 }
 
-// Constants in the texts and the rest of what suits software renderers changes no byte.
+// Constants in the texts and the rest of what suits software renderers changes no byte, however the
+// process writes its numbers.
 TEST_F(EveryEffect, DrawsTheSameForSoftwareAndForGPUs) {
+    const testing_support::CommaLocale locale;
     for (const auto& [width, height] : {std::pair{250, 130}, {4000, 34}}) {
         CaptureImage image(width, height);
         image.FillNatural(5);

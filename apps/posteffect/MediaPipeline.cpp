@@ -6,6 +6,7 @@
 
 #include <array>
 #include <climits>
+#include <clocale>
 #include <csignal>
 #include <cstring>
 #include <utility>
@@ -60,6 +61,8 @@ void StartGStreamer() {
         g_clear_error(&error);
         throw Failure(kExitPluginMissing, "GStreamer", "does not start: " + text);
     }
+    // It takes the user's locale, for its messages; numbers stay what options take.
+    std::setlocale(LC_NUMERIC, "C");
     gst_pb_utils_init();
     if (!HasElement(kElement)) {
         // Not installed: beside the program, as in a build folder or a prefix of one's own.
