@@ -13,7 +13,6 @@
 #include <functional>
 #include <future>
 #include <mutex>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -326,46 +325,6 @@ TEST_F(TaskQueueTest, AFailedThreadCreationLeavesNoWorker) {
     EXPECT_EQ(worker.stop(), 0) << "nothing to join";
     EXPECT_EQ(worker.start(), 0);
     EXPECT_EQ(worker.Call(1), 10);
-}
-
-TEST_F(TaskQueueTest, ManyCallersAndRandomStopsLeaveEveryCallWithItsOwnResult) {
-    Worker worker;
-    ASSERT_EQ(worker.start(), 0);
-    constexpr int kCallers = 8;
-    constexpr int kCalls = 500;  // of each caller, that are not refused or cancelled
-    std::atomic<int> cancelled{0};
-    std::atomic<int> wrong{0};
-    std::atomic<int> finished{0};
-    std::vector<std::thread> callers;
-    for (int caller = 0; caller < kCallers; ++caller) {
-        callers.emplace_back([&, caller] {
-            for (int done = 0; done < kCalls;) {
-                const int kind = 10 + caller * kCalls + done;
-                const int result = worker.Call(kind);
-                if (result == 99) {
-                    std::this_thread::yield();
-                } else if (result == 1) {
-                    ++cancelled;
-                } else {
-                    if (result != kind * 10) ++wrong;
-                    ++done;
-                }
-            }
-            ++finished;
-        });
-    }
-    std::mt19937 random(1);
-    while (finished < kCallers) {
-        // Started again at once: calls made meanwhile wait for a worker.
-        EXPECT_EQ(worker.stop(), 0);
-        EXPECT_EQ(worker.start(), 0);
-        for (auto i = random() % 500; i > 0; --i) std::this_thread::yield();
-    }
-    for (std::thread& caller : callers) caller.join();
-    EXPECT_EQ(wrong, 0);
-    EXPECT_GT(cancelled, 0);
-    EXPECT_EQ(worker.handled().size(), std::size_t{kCallers * kCalls})
-        << "cancelled and refused tasks are never run";
 }
 
 }  // namespace
