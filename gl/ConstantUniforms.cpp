@@ -1,15 +1,17 @@
 #include "gl/ConstantUniforms.h"
 
 #include <array>
-#include <cstdio>
+#include <charconv>
 
 namespace {
 
-// Nine digits tell every float from its neighbours; the point makes it no whole number.
+// Nine digits tell every float from its neighbours; the point makes it no whole number, and is a
+// point whatever the process's locale.
 std::string Literal(float value) {
     std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%#.9g", static_cast<double>(value));
-    return text.data();
+    const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value,
+                                            std::chars_format::scientific, 8);
+    return std::string(text.data(), end);
 }
 
 std::string Constructor(const ConstantUniform& constant, unsigned element) {
