@@ -14,6 +14,9 @@ namespace {
 // Longer than any frame or still; a driver that hangs must not keep the process for ever.
 constexpr std::chrono::seconds kPatience{10};
 
+// Until then the driver does most of what it does once.
+constexpr unsigned kFirstWorks = 64;
+
 struct State {
     std::mutex mutex;
     std::condition_variable changed;
@@ -30,8 +33,7 @@ State& TheState() {
 }
 
 void UntilZero(const int& count, std::unique_lock<std::mutex>& lock) {
-    TheState().changed.wait_until(lock, std::chrono::system_clock::now() + kPatience,
-                                  [&count] { return count == 0; });
+    TheState().changed.wait_for(lock, kPatience, [&count] { return count == 0; });
 }
 
 void EndWork() {
@@ -80,8 +82,9 @@ GPUWork::~GPUWork() {
     --state.working;
     if (m_kind == kSetUp) --state.settingUp;
     // Exit handlers run last in, first out, and the driver brings its own whenever it does
-    // something for the first time: ours is put on top again after 1, 2, 4, 8 ... pieces of work.
-    if (++state.done != 0 && (state.done & (state.done - 1)) == 0) std::atexit(EndWork);
+    // something for the first time: ours is put on top again after each of the first pieces of
+    // work, then after 64, 128, 256 ...
+    if (++state.done < kFirstWorks || (state.done & (state.done - 1)) == 0) std::atexit(EndWork);
     state.changed.notify_all();
 }
 

@@ -27,10 +27,17 @@ TEST(CameraParameters, ReadTextOfAnyShape) {
         {"a=1;a=2", "a=2"},
         {"nothing;a=;=x;b=c=d", "a=;b=c=d"},
         {"a=1 ; b=2", " b=2;a=1 "},
+        {"=;==;===", ""},
+        {"a==;\xC3\xA4=\xF0\x9F\x98\x80\xFF", "a==;\xC3\xA4=\xF0\x9F\x98\x80\xFF"},
     };
     for (const auto& c : cases) {
         EXPECT_STREQ(CameraParameters(String8(c.text)).flatten().string(), c.flattened) << c.text;
     }
+    const std::string large = "a=" + std::string(1 << 20, 'x');
+    EXPECT_STREQ(CameraParameters(String8(large.c_str())).flatten().string(), large.c_str());
+    const CameraParameters zero(String8("a=1\0b;c=2", 9));
+    EXPECT_STREQ(zero.get("a"), "1");
+    EXPECT_STREQ(zero.get("c"), "2");
     CameraParameters parameters(String8("old=1"));
     parameters.unflatten(String8("new=2"));
     EXPECT_EQ(parameters.get("old"), nullptr);
@@ -83,6 +90,13 @@ TEST(GECameraParameters, ReadFourNumbersOrNothing) {
         {",,,", true, 0, 0, 0, 0},
         {"010,-09,3,4", true, 10, -9, 3, 4},
         {"99999999999,-99999999999999999999,3,4", true, INT_MAX, INT_MIN, 3, 4},
+        {"+1,+2,\n3,+", true, 1, 2, 3, 0},
+        {"1,2,3,nan", true, 1, 2, 3, 0},
+        {"0x10,2,3,4", false, 0, 0, 0, 0},
+        {"1e9,2,3,4", false, 0, 0, 0, 0},
+        {"inf,2,3,4", false, 0, 0, 0, 0},
+        {"--1,2,3,4", false, 0, 0, 0, 0},
+        {"\xC3\xA4,2,3,4", false, 0, 0, 0, 0},
         {"1,2,3", false, 0, 0, 0, 0},
         {"1 ,2,3,4", false, 0, 0, 0, 0},
         {"1.5,2,3,4", false, 0, 0, 0, 0},

@@ -16,6 +16,7 @@
 #include "apps/posteffect/Failure.h"
 #include "apps/posteffect/NearestName.h"
 #include "apps/posteffect/OutputFile.h"
+#include "apps/posteffect/UnfinishedFile.h"
 #include "tests/support/CommandRunner.h"
 
 namespace {

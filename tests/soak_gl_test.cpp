@@ -6,11 +6,17 @@
 #include <posteffect/EffectCatalog.h>
 #include <posteffect/PostEffect.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "tests/support/CaptureImage.h"
 #include "tests/support/GLObjectCount.h"
@@ -60,6 +66,12 @@ void FramesOfChangingEffects(IPostEffect& service, int round) {
     Preview(service, 4);
 }
 
+// Some of the 2.6 million that a camera makes in a day.
+void FramesOfOneEffect(IPostEffect& service, int) {
+    Begin(service, 3);
+    Preview(service, 500);
+}
+
 void CapturesOfChangingEffects(IPostEffect& service, int round) {
     Begin(service, round);
     Capture(service);
@@ -83,11 +95,21 @@ void TwoInterleaved(IPostEffect& service, int round) {
     Capture(*other.operator->());
 }
 
+// Three more, each with an effect of its own, all four in turns.
+void FourInterleaved(IPostEffect& service, int round) {
+    const Service others[3];
+    IPostEffect* const all[] = {&service, others[0].operator->(), others[1].operator->(),
+                                others[2].operator->()};
+    for (int i = 0; i < 4; ++i) Begin(*all[i], round + i);
+    for (int i = 0; i < 8; ++i) Preview(*all[i % 4], 1);
+}
+
 struct Load {
     const char* name;
     void (*round)(IPostEffect& service, int round);
-    int rounds;  // by default
-    int whole;   // with POSTEFFECT_SOAK
+    int rounds;    // by default
+    int whole;     // with POSTEFFECT_SOAK
+    int part = 2;  // of the rounds come before the state that the last is compared with
 };
 
 class Soak : public testing::TestWithParam<Load> {};
@@ -96,7 +118,7 @@ TEST_P(Soak, LeavesNothingBehind) {
     const Load& load = GetParam();
     const int rounds = std::getenv("POSTEFFECT_SOAK") != nullptr ? load.whole : load.rounds;
     // Every effect has been there once, and the allocators have what they keep.
-    const int warmUp = rounds / 2;
+    const int warmUp = rounds / load.part;
     int objects = 0;
     ProcessState warm{};
     {
@@ -108,9 +130,11 @@ TEST_P(Soak, LeavesNothingBehind) {
             // Between two rounds an effect is loaded: counted without it.
             ASSERT_EQ(service->stopPreview(), 0);
             const ProcessState state = ReadProcessState();
-            std::printf("%s: after %d rounds %d objects, %ld descriptors, %ld threads, %ld KiB\n",
-                        load.name, i + 1, LiveGLObjects(), state.descriptors, state.threads,
-                        state.residentKiB);
+            std::printf(
+                "%s: after %d rounds %d objects, %ld descriptors, %ld threads, %ld KiB, "
+                "heap %ld\n",
+                load.name, i + 1, LiveGLObjects(), state.descriptors, state.threads,
+                state.residentKiB, state.heapBytes);
             if (i + 1 == warmUp) {
                 objects = LiveGLObjects();
                 warm = state;
@@ -119,6 +143,10 @@ TEST_P(Soak, LeavesNothingBehind) {
             EXPECT_EQ(LiveGLObjects(), objects);
             EXPECT_EQ(state.descriptors, warm.descriptors);
             EXPECT_EQ(state.threads, warm.threads);
+            // One round is as another there.
+            if (load.part > 2) {
+                EXPECT_LT(state.heapBytes - warm.heapBytes, 4096);
+            }
 #ifndef __SANITIZE_ADDRESS__  // which keeps freed memory for a while
             EXPECT_LT(state.residentKiB - warm.residentKiB, kMemoryBound);
 #endif
@@ -127,11 +155,86 @@ TEST_P(Soak, LeavesNothingBehind) {
     EXPECT_EQ(LiveGLObjects(), 0);
 }
 
+// stop() at any moment of frames and captures: soon, and every caller comes back.
+TEST(Stop, ReturnsSoonWhateverIsUnderWay) {
+    using Clock = std::chrono::steady_clock;
+    const bool isWhole = std::getenv("POSTEFFECT_SOAK") != nullptr;
+    const int cycles = isWhole ? 1000 : 20;
+    const Service service;
+    ASSERT_EQ(service->setParameters(ParametersOf(3)), 0);
+    std::atomic<bool> ended{false};
+    std::atomic<long> posted{0}, done{0}, refused{0}, cancelled{0}, other{0};
+    const auto call = [&](auto&& work) {
+        while (!ended) {
+            ++posted;
+            const int status = work();
+            std::atomic<long>& end = status == 0                      ? done
+                                     : status == kPostEffectBusy      ? refused
+                                     : status == kPostEffectCancelled ? cancelled
+                                                                      : other;
+            ++end;
+            if (status != 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    };
+    std::vector<double> frames(1, 0.0);  // milliseconds
+    std::thread preview([&] {
+        CaptureImage frame(320, 240);
+        call([&] {
+            const auto begin = Clock::now();
+            const int status = service->handlePreview(-1, frame.data(), 0);
+            const std::chrono::duration<double, std::milli> took = Clock::now() - begin;
+            if (status == 0) frames.push_back(took.count());
+            return status;
+        });
+    });
+    std::thread capture([&] {
+        CaptureImage image(320, 240);
+        call([&] {
+            return service->handleCapture(320, 240, -1, image.data(), 0, image.chromaOffset());
+        });
+    });
+    std::minstd_rand random(1);
+    std::vector<double> stops;
+    for (int i = 0; i < cycles; ++i) {
+        EXPECT_EQ(service->start(), 0);
+        // A full queue refuses: that is what the two callers make of it.
+        while (service->setParameters(ParametersOf(3)) == kPostEffectBusy) {
+        }
+        while (service->startPreview(320, 240) == kPostEffectBusy) {
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
+        const auto begin = Clock::now();
+        EXPECT_EQ(service->stop(), 0);
+        stops.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
+    }
+    ended = true;
+    EXPECT_EQ(service->start(), 0);
+    preview.join();
+    capture.join();
+    EXPECT_EQ(posted, done + refused + cancelled + other);
+    std::sort(stops.begin(), stops.end());
+    std::sort(frames.begin(), frames.end());
+    const auto p99 = [](const std::vector<double>& all) { return all[all.size() * 99 / 100]; };
+    std::printf(
+        "%d stops: p99 %.1f ms, longest %.1f ms; call of a frame: p99 %.1f ms; "
+        "%ld calls: %ld done, %ld refused, %ld cancelled, %ld without a preview\n",
+        cycles, p99(stops), stops.back(), p99(frames), posted.load(), done.load(), refused.load(),
+        cancelled.load(), other.load());
+    EXPECT_LT(stops.back(), 2000.0);
+    // Fewer are no measure, beside other work least of all.
+    if (isWhole) {
+        EXPECT_LT(p99(stops), p99(frames) + 100.0);
+    }
+    EXPECT_GT(done, 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Loads, Soak,
                          testing::Values(Load{"frames", FramesOfChangingEffects, 108, 2500},
+                                         Load{"day", FramesOfOneEffect, 10, 5200, 10},
                                          Load{"captures", CapturesOfChangingEffects, 72, 1000},
                                          Load{"starts", StartsAndStops, 72, 1000},
-                                         Load{"services", TwoInterleaved, 90, 500}),
+                                         Load{"services", TwoInterleaved, 90, 500},
+                                         Load{"four", FourInterleaved, 18, 200}),
                          [](const auto& load) { return std::string(load.param.name); });
 
 }  // namespace

@@ -133,6 +133,7 @@ class CameraRun {
             std::fputs("keys: left, right: effect; up, down: strength; s: snapshot; q: end\n",
                        stderr);
         }
+        m_pipeline.hasBegun = [this] { return m_frames > 0; };
         const bool whole = m_pipeline.run();
         if (file && whole && m_frames > 0) file->commit(m_options.force);
         if (!whole) throw Failure(kExitInterrupted, "camera", "interrupted twice");

@@ -7,8 +7,8 @@
 #include "apps/posteffect/Arguments.h"
 #include "apps/posteffect/Failure.h"
 #include "apps/posteffect/NearestName.h"
-#include "apps/posteffect/OutputFile.h"
 #include "apps/posteffect/StandardOutput.h"
+#include "apps/posteffect/UnfinishedFile.h"
 
 namespace posteffect {
 namespace {

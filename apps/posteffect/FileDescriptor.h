@@ -15,6 +15,10 @@ class FileDescriptor {
     bool valid() const { return m_fd >= 0; }
     int get() const { return m_fd; }
 
+    void reset(int fd) {
+        close();
+        m_fd = fd;
+    }
     // False (with errno set) when what was written did not reach the file.
     bool close() {
         const int fd = m_fd;

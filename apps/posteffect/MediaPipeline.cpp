@@ -165,7 +165,8 @@ gboolean MediaPipeline::OnTick(gpointer self) {
 
 gboolean MediaPipeline::OnSignal(gpointer self) {
     auto* const pipeline = static_cast<MediaPipeline*>(self);
-    if (++pipeline->m_signals == 1) {
+    // An end of the stream where nothing has come through yet is lost, or taken for a fault.
+    if (++pipeline->m_signals == 1 && pipeline->hasBegun()) {
         pipeline->finish();
     } else {
         pipeline->quit();
@@ -216,10 +217,17 @@ bool MediaPipeline::run() {
     const guint watch = gst_bus_add_watch(bus, OnMessage, this);
     gst_object_unref(bus);
     const guint tick = g_timeout_add(kTickMilliseconds, OnTick, this);
-    std::array<guint, 3> signals{};
-    constexpr std::array<int, 3> kEndings = {SIGINT, SIGTERM, SIGHUP};
-    for (std::size_t i = 0; i < signals.size(); ++i) {
-        signals[i] = g_unix_signal_add(kEndings[i], OnSignal, this);
+    struct Ending {
+        int signal;
+        guint source;
+        struct sigaction before;
+    };
+    std::array<Ending, 3> endings{{{SIGINT, 0, {}}, {SIGTERM, 0, {}}, {SIGHUP, 0, {}}}};
+    for (Ending& ending : endings) {
+        sigaction(ending.signal, nullptr, &ending.before);
+        // Who starts us with a signal ignored (nohup) wants it ignored.
+        if (ending.before.sa_handler == SIG_IGN) continue;
+        ending.source = g_unix_signal_add(ending.signal, OnSignal, this);
     }
     if (gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING) == GST_STATE_CHANGE_FAILURE) {
         // The reason comes as a message; this is for the case that none does.
@@ -233,7 +241,11 @@ bool MediaPipeline::run() {
             this);
     }
     g_main_loop_run(m_loop);
-    for (const guint source : signals) g_source_remove(source);
+    for (const Ending& ending : endings) {
+        if (ending.source == 0) continue;
+        g_source_remove(ending.source);
+        sigaction(ending.signal, &ending.before, nullptr);
+    }
     g_source_remove(tick);
     g_source_remove(watch);
     gst_element_set_state(m_pipeline.get(), GST_STATE_NULL);

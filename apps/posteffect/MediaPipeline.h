@@ -55,12 +55,16 @@ class MediaPipeline {
     // Sends the end of the stream through the pipeline, so that files are ended properly.
     void finish();
 
+    // Whether pictures have come through; asked at the first signal, which else ends it at once.
+    std::function<bool()> hasBegun;
     // Called several times a second while it runs.
     std::function<void()> onTick;
 
     // Plays until the end of the stream. SIGINT, SIGTERM and SIGHUP finish it, a second one ends it
     // at once. False after the second; throws Failure.
     bool run();
+    // Whether a signal ended it.
+    bool interrupted() const { return m_signals > 0; }
 
   private:
     static gboolean OnMessage(GstBus* bus, GstMessage* message, gpointer self);

@@ -4,41 +4,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
-#include <atomic>
 #include <cerrno>
-#include <climits>
-#include <csignal>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 
 #include "apps/posteffect/Failure.h"
 #include "apps/posteffect/FileDescriptor.h"
+#include "apps/posteffect/UnfinishedFile.h"
 
 namespace posteffect {
 namespace {
 
-// The half-written file that the signal handler has to remove. Written before the file exists,
-// cleared after it has its final name, so there is no moment at which one could be left behind.
-// There is one at a time.
-std::mutex g_unfinishedMutex;
-std::array<char, PATH_MAX> g_unfinished;
-std::atomic<bool> g_hasUnfinished{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
-
-void OnInterrupt(int signal) {
-    if (g_hasUnfinished.load()) unlink(g_unfinished.data());
-    _exit(128 + signal);
-}
-
-std::string FolderOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
+// Files of several threads are written one after the other.
+std::mutex g_writeMutex;
 
 Failure CannotWrite(const std::string& name, int error, const char* wayOut) {
     return {kExitCannotWrite, name,
@@ -56,62 +36,6 @@ int WriteAll(int fd, const std::vector<std::uint8_t>& bytes) {
     }
     return 0;
 }
-
-// A file beside its final place; removed at the end of the scope unless it was moved there.
-class UnfinishedFile {
-  public:
-    UnfinishedFile(const std::string& folder, mode_t mode)
-        : m_fd(create(folder, mode)), m_exists(m_fd.valid()) {}
-    ~UnfinishedFile() {
-        if (m_exists) unlink(g_unfinished.data());
-        g_hasUnfinished.store(false);
-    }
-    UnfinishedFile(const UnfinishedFile&) = delete;
-    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
-
-    bool valid() const { return m_exists; }
-    int get() const { return m_fd.get(); }
-
-    // Both return 0, or errno.
-    int finish() {
-        if (fsync(m_fd.get()) != 0 && errno != EINVAL) return errno;
-        return m_fd.close() ? 0 : errno;
-    }
-    int moveTo(const std::string& path, bool overwrite) {
-        const char* from = g_unfinished.data();
-        const unsigned flags = overwrite ? 0U : unsigned{RENAME_NOREPLACE};
-        if (renameat2(AT_FDCWD, from, AT_FDCWD, path.c_str(), flags) == 0) {
-            m_exists = false;
-            return 0;
-        }
-        if (overwrite || (errno != EINVAL && errno != ENOSYS)) return errno;
-        // A file system that cannot rename with care: a second name never replaces anything.
-        return link(from, path.c_str()) == 0 ? 0 : errno;
-    }
-
-  private:
-    static int create(const std::string& folder, mode_t mode) {
-        constexpr int kTries = 100;
-        for (int i = 0; i < kTries; ++i) {
-            const int length =
-                std::snprintf(g_unfinished.data(), g_unfinished.size(), "%s/.posteffect-%ld-%d.tmp",
-                              folder.c_str(), static_cast<long>(getpid()), i);
-            if (length < 0 || static_cast<std::size_t>(length) >= g_unfinished.size()) {
-                errno = ENAMETOOLONG;
-                return -1;
-            }
-            g_hasUnfinished.store(true);
-            const int fd = open(g_unfinished.data(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-            if (fd >= 0) return fd;
-            g_hasUnfinished.store(false);
-            if (errno != EEXIST) break;
-        }
-        return -1;
-    }
-
-    FileDescriptor m_fd;
-    bool m_exists;  // under its first name
-};
 
 }  // namespace
 
@@ -200,8 +124,8 @@ void OutputFile::write(const std::vector<std::uint8_t>& bytes) const {
 }
 
 void OutputFile::writeBeside(const std::vector<std::uint8_t>& bytes) const {
-    const std::lock_guard<std::mutex> lock(g_unfinishedMutex);
-    UnfinishedFile file(FolderOf(m_path), m_mode != 0 ? 0600 : 0666);
+    const std::lock_guard<std::mutex> lock(g_writeMutex);
+    UnfinishedFile file(m_path, m_mode != 0 ? 0600 : 0666);
     if (!file.valid()) throw CannotWrite(m_name, errno, "choose a folder that you may write to");
     int error = WriteAll(file.get(), bytes);
     if (error == 0 && m_mode != 0 && fchmod(file.get(), m_mode) != 0) error = errno;
@@ -212,19 +136,6 @@ void OutputFile::writeBeside(const std::vector<std::uint8_t>& bytes) const {
                       "came up meanwhile: name another file, or add --force to replace it");
     }
     if (error != 0) throw CannotWrite(m_name, error, "make room, or choose another place");
-}
-
-void InstallInterruptHandler() {
-    std::signal(SIGPIPE, SIG_IGN);  // a reader that went away is an error of write
-    struct sigaction action = {};
-    action.sa_handler = OnInterrupt;
-    sigfillset(&action.sa_mask);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction old = {};
-        // Who starts us with a signal ignored (nohup) wants it ignored.
-        if (sigaction(signal, nullptr, &old) == 0 && old.sa_handler == SIG_IGN) continue;
-        sigaction(signal, &action, nullptr);
-    }
 }
 
 }  // namespace posteffect

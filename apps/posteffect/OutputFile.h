@@ -35,8 +35,4 @@ class OutputFile {
     unsigned m_mode = 0;  // permission bits of the file that is replaced; 0: a new file
 };
 
-// From here on SIGINT, SIGTERM and SIGHUP end the process at once with 128 + signal (130 for
-// SIGINT) and remove a half-written file.
-void InstallInterruptHandler();
-
 }  // namespace posteffect

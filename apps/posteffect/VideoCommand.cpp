@@ -96,10 +96,15 @@ class VideoRun {
         m_parse = m_pipeline.append(m_pipeline.append(nullptr, source), MakeElement("parsebin"));
         g_signal_connect(m_parse, "pad-added", G_CALLBACK(OnStream), this);
         if (isatty(STDERR_FILENO) != 0) m_pipeline.onTick = [this] { tell(); };
+        m_pipeline.hasBegun = [this] { return m_frames > 0; };
         const bool whole = m_pipeline.run();
         if (isatty(STDERR_FILENO) != 0) std::fputs("\n", stderr);
         if (!whole) {
             throw Failure(kExitInterrupted, m_options.output, "not written: interrupted twice");
+        }
+        if (m_frames == 0 && m_pipeline.interrupted()) {
+            throw Failure(kExitInterrupted, m_options.output,
+                          "not written: interrupted before the first picture");
         }
         return m_frames;
     }

@@ -194,10 +194,16 @@ std::vector<uint8_t> DotFile(double radius) {
 }
 
 bool WriteFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::FILE* file = std::fopen(path.c_str(), "wb");
+    // Under a passing name until it is whole: an earlier file stays when the disk is full.
+    const std::string passing = path + ".tmp";
+    std::FILE* file = std::fopen(passing.c_str(), "wb");
     if (file == nullptr) return false;
     const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    return std::fclose(file) == 0 && written;
+    if (std::fclose(file) == 0 && written && std::rename(passing.c_str(), path.c_str()) == 0) {
+        return true;
+    }
+    std::remove(passing.c_str());
+    return false;
 }
 
 struct LookUpFile {

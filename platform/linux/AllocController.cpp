@@ -25,8 +25,9 @@ class Controller : public IAllocController {
 }  // namespace
 
 IAllocController* IAllocController::getInstance() {
-    static const android::sp<IAllocController> instance = new Controller;
-    return instance.get();
+    // Never destroyed: workers use it while the process ends.
+    static IAllocController* const instance = new Controller;
+    return instance;
 }
 
 }  // namespace gralloc

@@ -76,8 +76,9 @@ std::string ResolveDevicePath(const char* devicePath) {
     const std::string root = SysRoot();
     if (!root.empty()) return root + path;
     if (Exists(path)) return path;
-    static const std::vector<std::string> kFolders = DataFolders();
-    for (const std::string& folder : kFolders) {
+    // Never destroyed: workers use them while the process ends.
+    static const auto& folders = *new std::vector<std::string>(DataFolders());
+    for (const std::string& folder : folders) {
         std::string candidate = folder + path;
         if (Exists(candidate)) return candidate;
     }

@@ -3,6 +3,7 @@
 #include <gst/gst.h>
 
 #include <algorithm>
+#include <locale>
 #include <map>
 #include <sstream>
 
@@ -21,6 +22,7 @@ struct OptionSummary {
 
 std::string NumberText(double number) {
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     text << number;
     return text.str();
 }

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <chrono>
+#include <locale>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -71,6 +72,7 @@ template <typename Number, std::size_t kCount>
 std::optional<std::array<Number, kCount>> ParseNumbers(const std::string& text) {
     std::array<Number, kCount> numbers{};
     std::istringstream stream(text);
+    stream.imbue(std::locale::classic());
     for (std::size_t i = 0; i < kCount; ++i) {
         char comma = ',';
         if (i > 0 && !(stream >> comma)) return std::nullopt;

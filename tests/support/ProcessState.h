@@ -1,6 +1,8 @@
 // What a process holds, for tests that hunt leaks.
 #pragma once
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +14,7 @@ struct ProcessState {
     long descriptors;
     long threads;
     long residentKiB;
+    long heapBytes;  // that malloc has given out
 };
 
 inline ProcessState ReadProcessState() {
@@ -19,7 +22,8 @@ inline ProcessState ReadProcessState() {
         const std::filesystem::directory_iterator all(folder);
         return std::distance(begin(all), end(all));
     };
-    ProcessState state{entries("/proc/self/fd"), entries("/proc/self/task"), 0};
+    ProcessState state{entries("/proc/self/fd"), entries("/proc/self/task"), 0,
+                       static_cast<long>(mallinfo2().uordblks)};
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
         if (line.rfind("VmRSS:", 0) == 0) state.residentKiB = std::stol(line.substr(6));
