@@ -1,0 +1,61 @@
+// Memory for pixels, which whoever asks for it fills: it is not cleared first, and where it is
+// large the system is asked for large pages, which cost a fraction of the page faults.
+#pragma once
+
+#include <sys/mman.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <new>
+#include <utility>
+#include <vector>
+
+namespace posteffect {
+
+template <typename T>
+class PixelAllocator {
+  public:
+    using value_type = T;
+
+    PixelAllocator() = default;
+    template <typename U>
+    explicit PixelAllocator(const PixelAllocator<U>&) {}
+
+    T* allocate(std::size_t count) {
+        if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) throw std::bad_alloc();
+        const std::size_t size = count * sizeof(T);
+        void* memory = ::operator new(size, alignmentFor(size));
+        // A wish: systems without such pages refuse it.
+        if (size >= kLarge) madvise(memory, size / kLargePage * kLargePage, MADV_HUGEPAGE);
+        return static_cast<T*>(memory);
+    }
+    void deallocate(T* memory, std::size_t count) {
+        ::operator delete(memory, alignmentFor(count * sizeof(T)));
+    }
+
+    // Elements without a value are left as the memory has them.
+    template <typename U>
+    void construct(U* place) {
+        ::new (static_cast<void*>(place)) U;
+    }
+    template <typename U, typename... Values>
+    void construct(U* place, Values&&... values) {
+        ::new (static_cast<void*>(place)) U(std::forward<Values>(values)...);
+    }
+
+    friend bool operator==(const PixelAllocator&, const PixelAllocator&) { return true; }
+    friend bool operator!=(const PixelAllocator&, const PixelAllocator&) { return false; }
+
+  private:
+    static constexpr std::size_t kLargePage = std::size_t{2} << 20;
+    static constexpr std::size_t kLarge = 2 * kLargePage;  // smaller ones would gain nothing
+
+    static std::align_val_t alignmentFor(std::size_t size) {
+        return std::align_val_t{size >= kLarge ? kLargePage : alignof(std::max_align_t)};
+    }
+};
+
+using PixelBytes = std::vector<std::uint8_t, PixelAllocator<std::uint8_t>>;
+
+}  // namespace posteffect
