@@ -25,13 +25,21 @@ class PixelAllocator {
     T* allocate(std::size_t count) {
         if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) throw std::bad_alloc();
         const std::size_t size = count * sizeof(T);
-        void* memory = ::operator new(size, alignmentFor(size));
-        // A wish: systems without such pages refuse it.
-        if (size >= kLarge) madvise(memory, size / kLargePage * kLargePage, MADV_HUGEPAGE);
+        if (size < kLarge) return static_cast<T*>(::operator new(size));
+        // Straight from the system, which has it back at once.
+        void* memory =
+            mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) throw std::bad_alloc();
+        madvise(memory, size, MADV_HUGEPAGE);  // a wish
         return static_cast<T*>(memory);
     }
     void deallocate(T* memory, std::size_t count) {
-        ::operator delete(memory, alignmentFor(count * sizeof(T)));
+        const std::size_t size = count * sizeof(T);
+        if (size < kLarge) {
+            ::operator delete(memory);
+        } else {
+            munmap(memory, size);
+        }
     }
 
     // Elements without a value are left as the memory has them.
@@ -48,12 +56,7 @@ class PixelAllocator {
     friend bool operator!=(const PixelAllocator&, const PixelAllocator&) { return false; }
 
   private:
-    static constexpr std::size_t kLargePage = std::size_t{2} << 20;
-    static constexpr std::size_t kLarge = 2 * kLargePage;  // smaller ones would gain nothing
-
-    static std::align_val_t alignmentFor(std::size_t size) {
-        return std::align_val_t{size >= kLarge ? kLargePage : alignof(std::max_align_t)};
-    }
+    static constexpr std::size_t kLarge = std::size_t{4} << 20;  // two large pages
 };
 
 using PixelBytes = std::vector<std::uint8_t, PixelAllocator<std::uint8_t>>;
