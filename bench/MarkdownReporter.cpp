@@ -18,6 +18,7 @@ constexpr struct Column {
     {"wall_ms", "ms", Unit::kMilliseconds},
     {"cpu_ms", "CPU ms", Unit::kMilliseconds},
     {"cpu_ms_per_mp", "CPU ms a megapixel", Unit::kMilliseconds},
+    {"of_whole", "of the CPU time at once", Unit::kTimes},
     {"of_memcpy", "of memcpy", Unit::kTimes},
     {"of_libyuv", "of libyuv", Unit::kTimes},
     {"of_preview", "of a preview's megapixel", Unit::kTimes},

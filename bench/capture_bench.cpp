@@ -17,11 +17,21 @@ using posteffect::EffectInfo;
 constexpr Size kPhoto = {4000, 3000};
 constexpr Size kLargePhoto = {8000, 6000};
 
-void Capture(benchmark::State& state, const EffectInfo& effect, Size size) {
-    EffectRun run(effect, posteffect::ChooseBlockSize(size, effect.stillBlocks));
+// Width a multiple of 32 and even height, as blocks have them.
+Size WholeBlock(Size size) {
+    return {posteffect::RoundUp(size.width, 32), posteffect::RoundUp(size.height, 2)};
+}
+
+// With `whole`, each round does the same as one block too.
+void Capture(benchmark::State& state, const EffectInfo& effect, Size size, bool whole) {
+    PostEffectRenderer renderer{};
+    if (describeRenderer(&renderer) != 0) return state.SkipWithError("no renderer");
+    const Size block = posteffect::ChooseBlockSize(size, effect, renderer);
     std::vector<std::uint8_t> planes = MakePlanes(size);
     Median wall;
     Median cpu;
+    Median ofWhole;
+    EffectRun run(effect, block);
     for (auto _ : state) {
         bool done = false;
         const Cost cost = CostOf([&] { done = run.capture(size, planes); });
@@ -29,9 +39,15 @@ void Capture(benchmark::State& state, const EffectInfo& effect, Size size) {
         state.SetIterationTime(cost.wall);
         wall.add(cost.wall);
         cpu.add(cost.cpu);
+        if (!whole) continue;
+        EffectRun atOnce(effect, WholeBlock(size));
+        const Cost other = CostOf([&] { done = atOnce.capture(size, planes); });
+        if (!done) return state.SkipWithError("no still at once");
+        ofWhole.add(cost.cpu / other.cpu);
     }
     state.counters["wall_ms"] = 1e3 * wall.value();
     state.counters["cpu_ms"] = 1e3 * cpu.value();
+    if (whole) state.counters["of_whole"] = ofWhole.value();
     state.counters["cpu_ms_per_mp"] = 1e9 * cpu.value() / static_cast<double>(LumaBytes(size));
 }
 
@@ -50,8 +66,9 @@ void RegisterCaptures(bool allLarge) {
         ForEachEffect([&](const EffectInfo& effect) {
             if (size.width == kLargePhoto.width && !allLarge && !StandsForOthers(effect)) return;
             const std::string name = "Capture_" + SizeText(size) + "/" + effect.nick;
-            Register(name,
-                     [&effect, size](benchmark::State& state) { Capture(state, effect, size); });
+            Register(name, [&effect, size](benchmark::State& state) {
+                Capture(state, effect, size, size.width == kPhoto.width);
+            });
         });
     }
 }

@@ -152,19 +152,22 @@ TEST(BadFiles, SizesAtTheEdgeAreReadOrRefusedByTheirLimit) {
         int width, height;
         const char* effect;
         const char* says;  // null: filtered
+        const char* output = "out.png";
     };
     const Row rows[] = {{1, 1, "vignette", nullptr},
                         {1, 1, "tilt-shift", nullptr},
-                        {1, 65500, "mirror", nullptr},
-                        {65500, 1, "tilt-shift", nullptr},
-                        {1, 65501, "vignette", "65500 pixels"},
-                        {65501, 1, "none", "65500 pixels"}};
+                        {1, 100000, "mirror", nullptr},
+                        {100000, 1, "tilt-shift", nullptr},
+                        {16385, 1, "fisheye", "16384 pixels"},
+                        {1, 65500, "dots", "16384 pixels"},
+                        {65501, 1, "none", "65500 pixels", "out.jpg"},
+                        {16384, 1, "none", "16383 pixels", "out.webp"}};
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << row.width << "x" << row.height << " " << row.effect);
         folder.write("in.png", MakePng({row.width, row.height, "rgb", 8, false}, flat));
         const Outcome outcome =
             RunProgram(folder, POSTEFFECT_COMMAND,
-                       {"photo", "in.png", "out.png", "--force", "-e", row.effect});
+                       {"photo", "in.png", row.output, "--force", "-e", row.effect});
         EXPECT_EQ(outcome.exitCode, row.says ? posteffect::kExitUnsupported : 0) << outcome.errors;
         if (row.says) {
             EXPECT_NE(outcome.errors.find(row.says), std::string::npos) << outcome.errors;

@@ -31,39 +31,62 @@ TEST(BlockSize, FitsThePictureAndTheGpuForAnySize) {
         };
         const posteffect::Size picture = {side(), side()};
         SCOPED_TRACE(std::to_string(picture.width) + "x" + std::to_string(picture.height));
-        const posteffect::Size third =
-            posteffect::ChooseBlockSize(picture, posteffect::StillBlocks::kThird);
+        PostEffectRenderer renderer{};
+        renderer.isSoftware = i % 2;
+        const auto choose = [&](const char* nick, bool portrait = false) {
+            const auto effect =
+                std::find_if(posteffect::kEffects.begin(), posteffect::kEffects.end(),
+                             [nick](const auto& row) { return std::string(row.nick) == nick; });
+            return posteffect::ChooseBlockSize(picture, *effect, renderer, portrait);
+        };
+        const auto pixels = [](posteffect::Size size) {
+            return double{1} * size.width * size.height;
+        };
+        const posteffect::Size third = choose("dof");
         EXPECT_EQ(third.width % 32, 0);
         EXPECT_EQ(third.height % 2, 0);
         EXPECT_GE(third.width, 960);
-        EXPECT_TRUE(third.width == 16384 || third.width * 3 >= picture.width);
+        EXPECT_TRUE(third.width == 16384 || third.width * 32 >= picture.width * 9);
         EXPECT_TRUE(third.height == 16384 || third.width == 16384 ||
-                    (third.height + 2) * 3 >= picture.height);
+                    (third.height + 2) * 32 >= picture.height * 9);
         EXPECT_GT(third.height, 128) << "what blurs take of it";
+        if (pixels(picture) <= 50e6 && third.width > 960 && third.height > 160) {
+            EXPECT_LE(pixels(third), 1.05 * (4 << 20)) << "64 MiB, and what is rounded up";
+        }
         if (std::max(picture.width, picture.height) <= 16384) {
-            using posteffect::StillBlocks;
             // A mirror's fold runs through each block.
-            EXPECT_GE(ChooseBlockSize(picture, StillBlocks::kFold).width, picture.width);
-            EXPECT_GE(ChooseBlockSize(picture, StillBlocks::kFold, true).height, picture.height);
-            const posteffect::Size whole = ChooseBlockSize(picture, StillBlocks::kWhole);
+            EXPECT_GE(choose("mirror").width, picture.width);
+            EXPECT_GE(choose("mirror", true).height, picture.height);
+            const posteffect::Size whole = choose("whiteboard");
             EXPECT_GE(whole.width, picture.width);
-            const bool large = double{1} * picture.width * picture.height > 16 << 20;
+            const bool large = pixels(picture) > 16 << 20;
             EXPECT_TRUE(large || whole.height >= picture.height);
         }
-        const posteffect::Size block =
-            posteffect::ChooseBlockSize(picture, posteffect::StillBlocks::kAny);
-        EXPECT_EQ(block.width % 32, 0);
-        EXPECT_EQ(block.height % 2, 0);
-        EXPECT_GE(block.width, 32);
-        EXPECT_GE(block.height, 2);
-        EXPECT_LT(block.width, picture.width + 32);
-        EXPECT_LE(block.height, picture.height + 1);
-        EXPECT_LE(block.width, 1024);
-        EXPECT_LE(block.height, 2048);
-        if (picture.width >= 1024 && block.height > 2 && block.height < 2048) {
-            EXPECT_NEAR(block.height, 1024.0 * picture.height / picture.width, 1.6);
+        for (const char* nick : {"contrast", "vignette"}) {
+            const posteffect::Size block = choose(nick);
+            EXPECT_EQ(block.width % 32, 0);
+            EXPECT_EQ(block.height % 2, 0);
+            EXPECT_GE(block.width, 32);
+            EXPECT_GE(block.height, 2);
+            EXPECT_LT(block.width, picture.width + 32);
+            EXPECT_LE(block.height, picture.height + 1);
+            EXPECT_LE(block.width, 2048);
+            EXPECT_LE(block.height, 2048);
+            if (block.height > 2 && block.height < 2048) {
+                const double rows = double{1} * block.width * picture.height / picture.width;
+                EXPECT_TRUE(block.height >= picture.height || std::abs(block.height - rows) < 1.6)
+                    << "the picture's aspect";
+            }
         }
     }
+    const posteffect::Size photo = {4000, 3000};
+    const auto& contrast = posteffect::kEffects[6];
+    const auto& vignette = posteffect::kEffects[posteffect::kEffectVignette];
+    PostEffectRenderer renderer{};
+    EXPECT_EQ(SizeText(ChooseBlockSize(photo, contrast, renderer)), "1024x768");
+    renderer.isSoftware = 1;
+    EXPECT_EQ(SizeText(ChooseBlockSize(photo, contrast, renderer)), "512x384");
+    EXPECT_EQ(SizeText(ChooseBlockSize(photo, vignette, renderer)), "800x600");
 }
 
 TEST(NearestName, OffersWhatWasMeantAndNothingFarFetched) {

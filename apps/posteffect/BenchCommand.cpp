@@ -69,8 +69,11 @@ void Do(ServiceSession& session, const EffectInfo& effect, const Call& call) {
 
 class Bench {
   public:
-    Bench(Size frame, int frames)
-        : m_preview(MakeFrame(frame)), m_still(MakeFrame(kStill)), m_frames(frames) {}
+    Bench(const PostEffectRenderer& renderer, Size frame, int frames)
+        : m_renderer(renderer),
+          m_preview(MakeFrame(frame)),
+          m_still(MakeFrame(kStill)),
+          m_frames(frames) {}
 
     Timing measure(const EffectInfo& effect) {
         ServiceSession session;
@@ -102,7 +105,7 @@ class Bench {
 
     // With the effect's set-up, as somebody who takes one photo waits for it.
     double still(ServiceSession& session, const EffectInfo& effect) {
-        prepare(session, effect, ChooseBlockSize(kStill, effect.stillBlocks), kStill);
+        prepare(session, effect, ChooseBlockSize(kStill, effect, m_renderer), kStill);
         return Milliseconds([&] {
             Do(session, effect, [&](IPostEffect& s) {
                 return s.handleCapture(kStill.width, kStill.height, -1, m_still.bytes.data(), 0,
@@ -119,6 +122,7 @@ class Bench {
            [&](IPostEffect& s) { return s.setCrop(0, 0, picture.width, picture.height); });
     }
 
+    const PostEffectRenderer& m_renderer;
     SemiPlanarFrame m_preview;
     SemiPlanarFrame m_still;
     int m_frames;
@@ -189,7 +193,7 @@ class BenchCommand : public Command {
             throw Failure(kExitNoGpu, "bench",
                           "the GPU cannot be used: posteffect doctor says what to install");
         }
-        Bench bench(results.frame, results.frames);
+        Bench bench(results.renderer, results.frame, results.frames);
         results.base = bench.measure(kEffects[kEffectVignette]);
         for (const EffectInfo& effect : kEffects) {
             if (only && only != &effect) continue;

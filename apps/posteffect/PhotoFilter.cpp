@@ -29,10 +29,7 @@ int Capture(ServiceSession& session, const PhotoFilter& filter, Size block,
     const int top = std::min(Pixels(crop.y, size.height), size.height - 1);
     const int width = std::clamp(Pixels(crop.width, size.width), 1, size.width - left);
     const int height = std::clamp(Pixels(crop.height, size.height), 1, size.height - top);
-    int status = session.run([](IPostEffect& service) { return service.start(); });
-    if (status == kPostEffectOk) {
-        status = session.run([&](IPostEffect& s) { return s.setParameters(parameters); });
-    }
+    int status = session.run([&](IPostEffect& s) { return s.setParameters(parameters); });
     if (status == kPostEffectOk) {
         status =
             session.run([&](IPostEffect& s) { return s.startPreview(block.width, block.height); });
@@ -48,11 +45,33 @@ int Capture(ServiceSession& session, const PhotoFilter& filter, Size block,
     return status;
 }
 
-Failure Explain(const std::string& name, const PhotoFilter& filter, Size block, int status) {
+// Fisheye takes a picture as one texture, dots so many of their rows: no blocks make that smaller.
+bool ExceedsTextures(const PhotoFilter& filter, Size picture, int largest) {
+    if (largest == 0) return false;  // not known
+    if (filter.chosen.effect->number == kEffectFisheye) {
+        return std::max(picture.width, picture.height) > largest;
+    }
+    constexpr int kRowsOfTexture = 16;
+    for (std::size_t i = 0; i < filter.chosen.values.size(); ++i) {
+        if (filter.chosen.effect->options.first[i].target == OptionTarget::kCellRows) {
+            return picture.height / filter.chosen.values[i].x * kRowsOfTexture > largest;
+        }
+    }
+    return false;
+}
+
+Failure Explain(const std::string& name, const PhotoFilter& filter, Size picture, Size block,
+                int largestTexture, int status) {
     if (status == kPostEffectBusy) {
         return {kExitSomeFailed, name, "no thread for the work: end other programs and try again"};
     }
     if (const auto fault = FindGpuFault(name, *filter.chosen.effect)) return *fault;
+    if (ExceedsTextures(filter, picture, largestTexture)) {
+        return {kExitUnsupported, name,
+                std::string("effect ") + filter.chosen.effect->nick +
+                    " takes more of it at once than the " + std::to_string(largestTexture) +
+                    " pixels a side that the GPU can: use a smaller picture"};
+    }
     if (filter.block) {
         return {kExitWrongUse, "--block " + SizeText(block),
                 "not possible for this picture on this GPU: choose another, or leave it out"};
@@ -139,6 +158,12 @@ void PhotoService::filter(const std::string& name, const std::vector<PhotoFilter
     }
 }
 
+// Asked for while the session holds the display up, which is the greater part of the work.
+const PostEffectRenderer& PhotoService::renderer() {
+    if (!m_renderer) describeRenderer(&m_renderer.emplace());
+    return *m_renderer;
+}
+
 void PhotoService::apply(const std::string& name, const PhotoFilter& filter, YuvPicture* picture) {
     if (HasUprightBand(filter)) {
         constexpr int kTransposed = 5;  // as EXIF counts orientations
@@ -150,14 +175,15 @@ void PhotoService::apply(const std::string& name, const PhotoFilter& filter, Yuv
     CheckCellRows(filter, picture->size());
     const SidePadding padding = FoldPadding(filter, picture->size());
     SemiPlanarFrame frame = TakeSemiPlanar(picture, padding);
-    const Size block = filter.block ? *filter.block
-                                    : ChooseBlockSize(frame.size, filter.chosen.effect->stillBlocks,
-                                                      IsPortraitFold(filter));
     if (!m_session) m_session = std::make_unique<ServiceSession>();
-    const int status = Capture(*m_session, filter, block, &frame);
+    int status = m_session->run([](IPostEffect& service) { return service.start(); });
+    const Size block = filter.block ? *filter.block
+                                    : ChooseBlockSize(frame.size, *filter.chosen.effect, renderer(),
+                                                      IsPortraitFold(filter));
+    if (status == kPostEffectOk) status = Capture(*m_session, filter, block, &frame);
     if (status != kPostEffectOk) {
         m_session.reset();
-        throw Explain(name, filter, block, status);
+        throw Explain(name, filter, frame.size, block, renderer().maxTextureSize, status);
     }
     FromSemiPlanar(frame, picture, padding);
 }

@@ -1,6 +1,8 @@
 // Sends photos through the library.
 #pragma once
 
+#include <posteffect/Renderer.h>
+
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -40,9 +42,11 @@ class PhotoService {
 
   private:
     void apply(const std::string& name, const PhotoFilter& filter, YuvPicture* picture);
+    const PostEffectRenderer& renderer();
 
     std::mutex m_mutex;
-    std::unique_ptr<ServiceSession> m_session;  // null until there is work, and after a fault
+    std::unique_ptr<ServiceSession> m_session;     // null until there is work, and after a fault
+    std::optional<PostEffectRenderer> m_renderer;  // once it was asked for; all zeros: none
 };
 
 }  // namespace posteffect

@@ -21,7 +21,9 @@ namespace {
 
 // The library addresses a picture with 32-bit offsets.
 constexpr std::int64_t kMaximumPixels = ((std::int64_t{1} << 31) - 1) / 3 * 2;
-constexpr int kMaximumSide = 65500;
+
+// Of a picture that libyuv scales; it refuses larger ones.
+constexpr int kMaximumScaledSide = 32768;
 
 // Even, and few enough that libyuv's counts of bytes stay in range.
 constexpr int kBandRows = 256;
@@ -86,10 +88,10 @@ void CheckPictureSize(const std::string& name, std::int64_t width, std::int64_t 
     if (width < 1 || height < 1) {
         throw Failure(kExitUnreadable, name, "the picture has no pixels: get a complete copy");
     }
-    if (width > kMaximumSide || height > kMaximumSide) {
-        throw Failure(
-            kExitUnsupported, name,
-            "more than " + std::to_string(kMaximumSide) + " pixels a side: use a smaller picture");
+    if (std::max(width, height) > kMaximumPictureSide) {
+        throw Failure(kExitUnsupported, name,
+                      "more than " + std::to_string(kMaximumPictureSide) +
+                          " pixels a side: use a smaller picture");
     }
     if (width * height > kMaximumPixels) {
         throw Failure(kExitUnsupported, name,
@@ -141,7 +143,7 @@ void MakeOpaque(RgbaPixels* rgba) {
 void Flatten(Picture* picture) {
     if (!picture->hasAlpha()) return;
     MakeRgba(picture);
-    std::vector<std::uint8_t>& bytes = picture->rgba.bytes;
+    PixelBytes& bytes = picture->rgba.bytes;
     for (std::size_t i = 0; i < bytes.size(); i += 4) {
         const unsigned alpha = bytes[i + 3];
         for (std::size_t c = 0; c < 3; ++c) {
@@ -163,7 +165,9 @@ void TurnUpright(Picture* picture, int orientation) {
 }
 
 YuvPicture ShrinkPicture(const Picture& picture, Size size) {
-    if (!picture.rgba.bytes.empty()) {
+    const bool scalable =
+        std::max(picture.size().width, picture.size().height) <= kMaximumScaledSide;
+    if (!picture.rgba.bytes.empty() && scalable) {
         RgbaPixels small;
         small.size = size;
         small.bytes.resize(static_cast<std::size_t>(small.stride()) *
@@ -174,10 +178,13 @@ YuvPicture ShrinkPicture(const Picture& picture, Size size) {
         return ToPlanes(small);
     }
     const Size chroma = {(size.width + 1) / 2, (size.height + 1) / 2};
+    YuvPicture converted;
+    if (!picture.rgba.bytes.empty()) converted = ToPlanes(picture.rgba);
+    const YuvPicture& planes = picture.rgba.bytes.empty() ? picture.planes : converted;
     YuvPicture small;
-    small.y = ShrinkPlane(picture.planes.y, size);
-    small.u = ShrinkPlane(picture.planes.u, chroma);
-    small.v = ShrinkPlane(picture.planes.v, chroma);
+    small.y = ShrinkPlane(planes.y, size);
+    small.u = ShrinkPlane(planes.u, chroma);
+    small.v = ShrinkPlane(planes.v, chroma);
     return small;
 }
 

@@ -14,7 +14,7 @@ namespace posteffect {
 struct RgbaPixels {
     Size size;
     bool opaque = true;  // every alpha is 255
-    std::vector<std::uint8_t> bytes;
+    PixelBytes bytes;
 
     int stride() const { return size.width * 4; }
     std::uint8_t* row(int y) {
@@ -52,7 +52,11 @@ void TurnUpright(Picture* picture, int orientation);
 // A small copy: planes without alpha or metadata.
 YuvPicture ShrinkPicture(const Picture& picture, Size size);
 
-// Throws Failure (unsupported) for what is larger than the library takes.
+// Of a picture's sides, in pixels; formats may hold less. Beyond it libpng would need to be told,
+// and single precision no longer tells a block's place in the picture to a fifteenth of a pixel.
+inline constexpr int kMaximumPictureSide = 1'000'000;
+
+// Throws Failure (unsupported) for what is larger than that, or than the library takes.
 void CheckPictureSize(const std::string& name, std::int64_t width, std::int64_t height);
 
 // What travels with the pixels in formats other than JPEG. Each is empty where there is none.

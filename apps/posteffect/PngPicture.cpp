@@ -279,6 +279,6 @@ FileBytes EncodePng(const std::string& name, Picture* picture, std::optional<int
 
 }  // namespace
 
-const PictureFormat kPngFormat = {"PNG", "png", 65500, IsPng, DecodePng, EncodePng};
+const PictureFormat kPngFormat = {"PNG", "png", kMaximumPictureSide, IsPng, DecodePng, EncodePng};
 
 }  // namespace posteffect

@@ -199,7 +199,8 @@ Picture DecodeTiff(const std::string& name, const FileBytes& file) {
     RgbaPixels& rgba = picture.rgba;
     rgba.size = {static_cast<int>(width), static_cast<int>(height)};
     rgba.opaque = alpha.opaque;
-    rgba.bytes.resize(static_cast<std::size_t>(rgba.stride()) * height);
+    rgba.bytes.assign(static_cast<std::size_t>(rgba.stride()) * height,
+                      0);  // strips may be missing
     // Asked for as it is stored: turning is for who asks for the orientation.
     if (TIFFReadRGBAImageOriented(tiff.get(), width, height,
                                   reinterpret_cast<std::uint32_t*>(rgba.bytes.data()), orientation,
@@ -276,6 +277,7 @@ FileBytes EncodeTiff(const std::string& name, Picture* picture, std::optional<in
 
 }  // namespace
 
-const PictureFormat kTiffFormat = {"TIFF", "tif tiff", 65500, IsTiff, DecodeTiff, EncodeTiff};
+const PictureFormat kTiffFormat = {"TIFF", "tif tiff", kMaximumPictureSide,
+                                   IsTiff, DecodeTiff, EncodeTiff};
 
 }  // namespace posteffect

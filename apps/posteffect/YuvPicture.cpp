@@ -19,7 +19,7 @@ void PadRow(std::uint8_t* row, std::size_t left, std::size_t length, std::size_t
 
 // Frees what a plane holds; its size stays.
 void Release(Plane* plane) {
-    std::vector<std::uint8_t>().swap(plane->bytes);
+    PixelBytes().swap(plane->bytes);
 }
 
 }  // namespace

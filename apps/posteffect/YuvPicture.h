@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "apps/posteffect/Geometry.h"
+#include "apps/posteffect/PixelBytes.h"
 
 namespace posteffect {
 
@@ -26,7 +26,7 @@ struct Plane {
     int width = 0;
     int height = 0;
     int stride = 0;
-    std::vector<std::uint8_t> bytes;
+    PixelBytes bytes;
 
   private:
     std::size_t offset(int y) const {
@@ -46,7 +46,7 @@ struct YuvPicture {
 // Even size, tightly packed: the luma plane, then rows of V, U pairs.
 struct SemiPlanarFrame {
     Size size;
-    std::vector<std::uint8_t> bytes;
+    PixelBytes bytes;
 
     std::size_t lumaBytes() const {
         return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);

@@ -52,7 +52,8 @@ inline constexpr int kEffectNone = -1;
 // In which blocks stills come out best.
 enum class StillBlocks {
     kAny,    // whatever the blocks, the picture is the same
-    kThird,  // a third of the picture's sides at least: blurs reach no farther than their margins
+    kThird,  // a third of the picture's sides, or little less: blurs reach little over their
+             // margins
     kWhole,  // as few as the memory allows: each has its own edges
     kFold,   // whole rows, or whole columns where the effect's option asks for portrait
 };
@@ -125,6 +126,7 @@ inline constexpr EffectOption kSplitToningOptions[] = {
 };
 
 inline constexpr int kEffectBypass = 0;
+inline constexpr int kEffectFisheye = 3;
 inline constexpr int kEffectVignette = 4;
 inline constexpr int kEffectMirror = 8;
 inline constexpr std::size_t kEffectCount = 19;

@@ -441,7 +441,7 @@ void AddTiffs(Collection* all) {
         Fate fate;
     };
     std::vector<Change> changes;
-    for (const std::uint32_t side : {0U, 0x7FFFFFFFU, 0xFFFFFFFFU, 65535U, 60000U}) {
+    for (const std::uint32_t side : {0U, 0x7FFFFFFFU, 0xFFFFFFFFU, 1000001U, 60000U}) {
         for (const size_t field : {0U, 1U}) {
             changes.push_back({field,
                                {256 + static_cast<std::uint32_t>(field), 4, 1, side},
