@@ -3,10 +3,13 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "gl/BmpFile.h"
+#include "gl/GECommon.h"
 #include "gl/GLTexture.h"
 #include "gl/Log.h"
+#include "gl/RendererKind.h"
 #include "platform/DevicePath.h"
 
 namespace {
@@ -25,6 +28,16 @@ void SwapToFileOrder(unsigned char* pixels, std::size_t count) {
         std::swap(pixels[0], pixels[2]);
         pixels[3] = 255;
     }
+}
+
+// Grey levels as RGBA, which is what GL makes of them when it samples.
+std::vector<unsigned char> Spread(const unsigned char* levels, std::size_t count) {
+    std::vector<unsigned char> rgba(count * 4);
+    for (std::size_t i = 0; i < count; ++i) {
+        std::fill_n(&rgba[i * 4], 3, levels[i]);
+        rgba[i * 4 + 3] = 255;
+    }
+    return rgba;
 }
 
 }  // namespace
@@ -90,6 +103,12 @@ bool GLTexture::LoadBMP(const char* path, unsigned format, unsigned type, unsign
         clean_buffer();
     } else if (!UpdateNormalTexture(data.get(), w, h)) {
         return false;
+    }
+    if (ST == 0 && format == GL_LUMINANCE && type == GL_UNSIGNED_BYTE && DrawsForSoftware()) {
+        // Software renderers sample grey levels one at a time, whole pixels together.
+        glTexImage2D(m_nTarget, 0, GL_RGBA, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                     Spread(data.get(), pixels).data());
+        if (!CheckGLError("GLTexture::LoadBMP", "glTexImage2D")) return false;
     }
     SetParameters(GL_LINEAR, GL_REPEAT);
     LOG_INFO(gLog, "[%s] leave", kName);
