@@ -86,37 +86,28 @@ void PackChroma(uint8_t* chroma, const uint8_t* upper, const uint8_t* lower, std
 
 #else
 
-// Pixels as 32-bit lanes, taken apart into channels of 0 to 1.
+// Of pixels as 32-bit lanes: the channel that begins at bit kBit, as Unit.
+template <int kBit, class D>
+HWY_INLINE hn::Vec<hn::Rebind<float, D> > UnitOf(D d, hn::Vec<D> pixels) {
+    const hn::Rebind<float, D> df;
+    const hn::Rebind<int32_t, D> di;
+    const auto level = hn::And(hn::ShiftRight<kBit>(pixels), hn::Set(d, 0xFFU));
+    const auto unit = hn::Mul(hn::ConvertTo(df, hn::BitCast(di, level)), hn::Set(df, kUnit));
+    return hn::BitCast(df, hn::And(hn::BitCast(d, unit), hn::Set(d, kHalfPrecision)));
+}
+
 template <class D>
-struct Channels {
-    using DF = hn::Rebind<float, D>;
-    using VF = hn::Vec<DF>;
-
-    HWY_INLINE Channels(D d, hn::Vec<D> pixels)
-        : r(Unit(d, pixels)),
-          g(Unit(d, hn::ShiftRight<8>(pixels))),
-          b(Unit(d, hn::ShiftRight<16>(pixels))) {}
-
-    static HWY_INLINE VF Unit(D d, hn::Vec<D> level) {
-        const DF df;
-        const hn::Rebind<int32_t, D> di;
-        const auto whole = hn::ConvertTo(df, hn::BitCast(di, hn::And(level, hn::Set(d, 0xFFU))));
-        const auto unit = hn::Mul(whole, hn::Set(df, kUnit));
-        return hn::BitCast(df, hn::And(hn::BitCast(d, unit), hn::Set(d, kHalfPrecision)));
-    }
-
-    HWY_INLINE hn::Vec<hn::Rebind<int32_t, D> > Level(const Weights& weights) const {
-        const DF df;
-        auto sum = hn::Add(hn::Set(df, weights.offset), hn::Mul(b, hn::Set(df, weights.b)));
-        sum = hn::Add(sum, hn::Mul(g, hn::Set(df, weights.g)));
-        sum = hn::Add(sum, hn::Mul(r, hn::Set(df, weights.r)));
-        const hn::Rebind<int32_t, D> di;
-        const auto level = hn::NearestInt(hn::Mul(sum, hn::Set(df, 255.0F)));
-        return hn::Min(hn::Max(level, hn::Zero(di)), hn::Set(di, 255));
-    }
-
-    VF r, g, b;
-};
+HWY_INLINE hn::Vec<hn::Rebind<int32_t, D> > LevelOf(D d, const Weights& weights,
+                                                    hn::Vec<D> pixels) {
+    const hn::Rebind<float, D> df;
+    const hn::Rebind<int32_t, D> di;
+    auto sum = hn::Add(hn::Set(df, weights.offset),
+                       hn::Mul(UnitOf<16>(d, pixels), hn::Set(df, weights.b)));
+    sum = hn::Add(sum, hn::Mul(UnitOf<8>(d, pixels), hn::Set(df, weights.g)));
+    sum = hn::Add(sum, hn::Mul(UnitOf<0>(d, pixels), hn::Set(df, weights.r)));
+    const auto level = hn::NearestInt(hn::Mul(sum, hn::Set(df, 255.0F)));
+    return hn::Min(hn::Max(level, hn::Zero(di)), hn::Set(di, 255));
+}
 
 void PackLuma(uint8_t* luma, const uint8_t* rgba, std::size_t count) {
     const hn::ScalableTag<uint32_t> d;
@@ -125,34 +116,38 @@ void PackLuma(uint8_t* luma, const uint8_t* rgba, std::size_t count) {
     std::size_t i = 0;
     for (const std::size_t lanes = hn::Lanes(d); i + lanes <= count; i += lanes) {
         const auto pixels = hn::BitCast(d, hn::LoadU(bytes, rgba + i * kPixelBytes));
-        const Channels<decltype(d)> channels(d, pixels);
-        hn::StoreU(hn::DemoteTo(d8, channels.Level(kLuma)), d8, luma + i);
+        hn::StoreU(hn::DemoteTo(d8, LevelOf(d, kLuma, pixels)), d8, luma + i);
     }
     PackLumaScalar(luma, rgba, i, count);
 }
 
+// The mean of each byte, rounded up: what differs, halved, below what either has. Highway's own
+// overflows on SVE.
+template <class D>
+HWY_INLINE hn::Vec<D> MeanOfBytes(D d, hn::Vec<D> a, hn::Vec<D> b) {
+    const auto differing = hn::And(hn::Xor(a, b), hn::Set(d, 0xFEFEFEFEU));
+    return hn::Sub(hn::Or(a, b), hn::ShiftRight<1>(differing));
+}
+
 template <class D>
 HWY_INLINE hn::Vec<D> MeanOfColumns(D d, const uint8_t* row) {
-    const hn::Repartition<uint8_t, D> bytes;
     hn::Vec<D> left;
     hn::Vec<D> right;
     hn::LoadInterleaved2(d, reinterpret_cast<const uint32_t*>(row), left, right);
-    return hn::BitCast(d, hn::AverageRound(hn::BitCast(bytes, left), hn::BitCast(bytes, right)));
+    return MeanOfBytes(d, left, right);
 }
 
 void PackChroma(uint8_t* chroma, const uint8_t* upper, const uint8_t* lower, std::size_t pairs) {
     const hn::ScalableTag<uint32_t> d;
-    const hn::Repartition<uint8_t, decltype(d)> bytes;
     const hn::Rebind<uint16_t, decltype(d)> d16;
+    const hn::Repartition<uint8_t, decltype(d16)> d8;
     std::size_t i = 0;
     for (const std::size_t lanes = hn::Lanes(d); i + lanes <= pairs; i += lanes) {
         const std::size_t at = i * 2 * kPixelBytes;
-        const auto mean = hn::AverageRound(hn::BitCast(bytes, MeanOfColumns(d, upper + at)),
-                                           hn::BitCast(bytes, MeanOfColumns(d, lower + at)));
-        const Channels<decltype(d)> channels(d, hn::BitCast(d, mean));
-        const auto both = hn::Or(channels.Level(kV), hn::ShiftLeft<8>(channels.Level(kU)));
-        const hn::Repartition<uint8_t, decltype(d16)> out;
-        hn::StoreU(hn::BitCast(out, hn::DemoteTo(d16, both)), out, chroma + i * 2);
+        const auto mean =
+            MeanOfBytes(d, MeanOfColumns(d, upper + at), MeanOfColumns(d, lower + at));
+        const auto both = hn::Or(LevelOf(d, kV, mean), hn::ShiftLeft<8>(LevelOf(d, kU, mean)));
+        hn::StoreU(hn::BitCast(d8, hn::DemoteTo(d16, both)), d8, chroma + i * 2);
     }
     PackChromaScalar(chroma, upper, lower, i, pairs);
 }

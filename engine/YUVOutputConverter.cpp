@@ -146,7 +146,7 @@ void GEShader::DrawPacked(bool luma, const QuadCoords& coords) {
 
 // In bands that stay in the processor's cache between the two.
 void GEShader::PackOnCPU() {
-    constexpr std::size_t kBandBytes = 256U * 1024U;
+    constexpr std::size_t kBandBytes = std::size_t{256} * 1024;
     const std::size_t width = m_nSrcWidth;
     const std::size_t rowBytes = width * 4;
     const std::size_t bandRows = std::max<std::size_t>(kBandBytes / rowBytes / 2, 1) * 2;

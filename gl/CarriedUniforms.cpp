@@ -50,6 +50,8 @@ ShaderTexts WithCarriedUniforms(const ShaderTexts& texts, unsigned mostVaryings)
         fragment.append(rest, uniform[0].first);
         fragment += varying;
         fragment.append("#define ").append(name).append(" ").append(carried).append("\n");
+        // Alternatives of a text declare the same.
+        if (declarations.find(varying) != std::string::npos) continue;
         if (texts.vertex.find(declared) == std::string::npos) declarations += declared + "\n";
         declarations += varying;
         copies += Copy(carried, name, uniform);

@@ -58,9 +58,11 @@ int GLTableProgram::Load() {
     BeginLoad();
     std::vector<ConstantUniform> constants;
     ShaderTexts texts{m_table.vertexText, m_table.fragmentText};
-    if (DrawsForSoftware()) {
+    const bool software = DrawsForSoftware();
+    if (software) {
         constants = Constants();
-        texts.fragment = WithConstants(m_table.fragmentText, constants);
+        texts.fragment = "#define FOR_SOFTWARE\n";
+        texts.fragment += WithConstants(m_table.fragmentText, constants);
         texts = WithCarriedUniforms(texts, MostVaryings());
     }
     if (!LoadOrBorrow(texts)) {
@@ -73,9 +75,12 @@ int GLTableProgram::Load() {
     LOG_INFO(m_log, "[%s] get locations", "Load");
     for (std::size_t i = 0; i < m_table.locationCount; ++i) {
         const GLLocation& row = m_table.locations[i];
-        // Constants have no location, and setting them does nothing.
         const GLint location = LookUp(row);
-        if (!IsAmong(constants, row.glslName) && !LocIsValid(row.label, location)) return 0;
+        // Constants have no location, nor has what a text for software renderers does without;
+        // setting them does nothing.
+        const bool mayLack =
+            IsAmong(constants, row.glslName) || (software && row.kind == GLLocation::kUniform);
+        if (!mayLack && !LocIsValid(row.label, location)) return 0;
     }
     for (std::size_t i = 0; i < m_table.locationCount; ++i) {
         if (m_table.locations[i].kind == GLLocation::kColorMatrix) {
