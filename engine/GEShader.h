@@ -11,7 +11,6 @@
 #include <posteffect/Export.h>
 
 #include <cstdint>
-#include <vector>
 
 #include "engine/BlockPlan.h"
 #include "engine/IYUVConverter.h"
@@ -141,8 +140,7 @@ class POSTEFFECT_API GEShader {
     void DrawPacked(bool luma, const QuadCoords& coords);
     void PackOnCPU();
 
-    bool m_bPacksOnCPU = false;         // instead of drawing the planes
-    std::vector<unsigned char> m_band;  // pixels on their way there
+    bool m_bPacksOnCPU = false;  // instead of drawing the planes
     GLTexture* m_pTexRGB = nullptr;
     GLTexture* m_pTexY = nullptr;
     GLFbo* m_pFboY = nullptr;

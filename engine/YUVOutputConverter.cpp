@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <vector>
 
 #include "engine/GEShader.h"
 #include "engine/PackedRows.h"
@@ -150,7 +151,10 @@ void GEShader::PackOnCPU() {
     const std::size_t width = m_nSrcWidth;
     const std::size_t rowBytes = width * 4;
     const std::size_t bandRows = std::max<std::size_t>(kBandBytes / rowBytes / 2, 1) * 2;
-    m_band.resize(std::min<std::size_t>(bandRows, m_nSrcHeight) * rowBytes);
+    // Kept by the thread: a new one for each effect would scatter the heap.
+    thread_local std::vector<unsigned char> pixels;
+    pixels.resize(
+        std::max(pixels.size(), std::min<std::size_t>(bandRows, m_nSrcHeight) * rowBytes));
     auto* luma = static_cast<unsigned char*>(m_pTexY->GetSTDataBuf());
     auto* chroma = static_cast<unsigned char*>(m_pTexUV->GetSTDataBuf());
     const std::size_t lumaPitch = std::size_t{m_pTexY->GetStride()} * kPixelsPerTexel;
@@ -159,9 +163,9 @@ void GEShader::PackOnCPU() {
     for (std::size_t band = 0; band < m_nSrcHeight; band += bandRows) {
         const std::size_t rows = std::min(bandRows, m_nSrcHeight - band);
         glReadPixels(0, static_cast<GLint>(band), static_cast<GLsizei>(width),
-                     static_cast<GLsizei>(rows), GL_RGBA, GL_UNSIGNED_BYTE, m_band.data());
+                     static_cast<GLsizei>(rows), GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
         for (std::size_t row = 0; row < rows; row += 2) {
-            const unsigned char* upper = m_band.data() + row * rowBytes;
+            const unsigned char* upper = pixels.data() + row * rowBytes;
             const unsigned char* lower = upper + rowBytes;
             unsigned char* lumaRow = luma + (band + row) * lumaPitch;
             unsigned char* chromaRow = chroma + (band + row) / 2 * chromaPitch;

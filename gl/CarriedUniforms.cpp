@@ -1,34 +1,47 @@
 #include "gl/CarriedUniforms.h"
 
-#include <regex>
+#include <algorithm>
+#include <cstdlib>
 
 namespace {
 
-// (type) (name) (elements, of an array)
-const std::regex& UniformPattern() {
-    static const std::regex pattern(R"(uniform (float|vec[234]|mat4) (\w+)(?:\[(\d+)\])?;)");
-    return pattern;
-}
+constexpr const char* kUniform = "uniform ";
 
-unsigned Elements(const std::smatch& uniform) {
-    return uniform[3].matched ? static_cast<unsigned>(std::stoul(uniform[3])) : 1;
-}
+// A declaration: "uniform <type> <name>;" or "uniform <type> <name>[<elements>];".
+struct Uniform {
+    explicit Uniform(const std::string& text) : declaration(text) {
+        const std::size_t begin = std::string(kUniform).size();
+        const std::size_t space = text.find(' ', begin);
+        const std::size_t bracket = text.find('[');
+        const std::size_t end = std::min(bracket, text.size() - 1);
+        type = text.substr(begin, space - begin);
+        name = text.substr(space + 1, end - space - 1);
+        if (bracket != std::string::npos) {
+            elements = text.substr(bracket + 1, text.find(']') - bracket - 1);
+        }
+    }
 
-// As many as the language's rules can come to.
-unsigned Vectors(const std::smatch& uniform) {
-    return (uniform[1] == "mat4" ? 4 : 1) * Elements(uniform);
-}
+    // As many vectors as the language's rules can make of it.
+    unsigned long vectors() const {
+        return (type == "mat4" ? 4 : 1) *
+               (elements.empty() ? 1 : std::strtoul(elements.c_str(), nullptr, 10));
+    }
+    // Of an array: each element, by its index.
+    std::string suffix(const std::string& index) const {
+        return elements.empty() ? "" : "[" + index + "]";
+    }
 
-// Of an array: each element, by its index.
-std::string Suffix(const std::smatch& uniform, const std::string& index) {
-    return uniform[3].matched ? "[" + index + "]" : "";
-}
+    std::string declaration;
+    std::string type;
+    std::string name;
+    std::string elements;  // empty: no array
+};
 
-std::string Copy(const std::string& to, const std::string& from, const std::smatch& uniform) {
-    const std::string element = Suffix(uniform, "i");
-    std::string statement = to + element + " = " + from + element + ";\n";
+std::string Copy(const std::string& to, const Uniform& uniform) {
+    const std::string element = uniform.suffix("i");
+    std::string statement = to + element + " = " + uniform.name + element + ";\n";
     if (element.empty()) return statement;
-    return "for (int i = 0; i < " + uniform[3].str() + "; ++i) " + statement;
+    return "for (int i = 0; i < " + uniform.elements + "; ++i) " + statement;
 }
 
 }  // namespace
@@ -37,27 +50,27 @@ ShaderTexts WithCarriedUniforms(const ShaderTexts& texts, unsigned mostVaryings)
     std::string declarations;
     std::string copies;
     std::string fragment;
-    unsigned vectors = 0;
-    auto rest = texts.fragment.cbegin();
-    for (std::smatch uniform;
-         std::regex_search(rest, texts.fragment.cend(), uniform, UniformPattern());
-         rest = uniform[0].second) {
-        const std::string name = uniform[2];
-        const std::string carried = "carried_" + name;
-        const std::string declared = uniform[0];
-        std::string varying = "varying highp " + uniform[1].str();
-        varying.append(" ").append(carried).append(Suffix(uniform, uniform[3])).append(";\n");
-        fragment.append(rest, uniform[0].first);
-        fragment += varying;
-        fragment.append("#define ").append(name).append(" ").append(carried).append("\n");
+    unsigned long vectors = 0;
+    std::size_t done = 0;
+    for (std::size_t at = texts.fragment.find(kUniform); at != std::string::npos;
+         at = texts.fragment.find(kUniform, at + 1)) {
+        const Uniform uniform(texts.fragment.substr(at, texts.fragment.find(';', at) + 1 - at));
+        if (uniform.type == "sampler2D") continue;
+        const std::string carried = "carried_" + uniform.name;
+        const std::string& declared = uniform.declaration;
+        std::string varying = "varying highp " + uniform.type;
+        varying.append(" ").append(carried).append(uniform.suffix(uniform.elements)).append(";\n");
+        fragment.append(texts.fragment, done, at - done).append(varying);
+        fragment.append("#define ").append(uniform.name).append(" ").append(carried).append("\n");
+        done = at + declared.size();
         // Alternatives of a text declare the same.
         if (declarations.find(varying) != std::string::npos) continue;
         if (texts.vertex.find(declared) == std::string::npos) declarations += declared + "\n";
         declarations += varying;
-        copies += Copy(carried, name, uniform);
-        vectors += Vectors(uniform);
+        copies += Copy(carried, uniform);
+        vectors += uniform.vectors();
     }
-    fragment.append(rest, texts.fragment.cend());
+    fragment.append(texts.fragment, done);
 
     const std::size_t end = texts.vertex.rfind('}');
     // The text has a few varyings of its own.

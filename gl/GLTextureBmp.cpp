@@ -30,14 +30,15 @@ void SwapToFileOrder(unsigned char* pixels, std::size_t count) {
     }
 }
 
-// Grey levels as RGBA, which is what GL makes of them when it samples.
-std::vector<unsigned char> Spread(const unsigned char* levels, std::size_t count) {
-    std::vector<unsigned char> rgba(count * 4);
-    for (std::size_t i = 0; i < count; ++i) {
-        std::fill_n(&rgba[i * 4], 3, levels[i]);
-        rgba[i * 4 + 3] = 255;
+// Gives the bound texture grey levels as RGBA, which is what GL makes of them when it samples. Row
+// by row: a whole picture would scatter the heap.
+void UploadSpread(const unsigned char* levels, GLsizei width, GLsizei height) {
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+    std::vector<unsigned char> row(static_cast<std::size_t>(width) * 4, 255);
+    for (GLsizei y = 0; y < height; ++y) {
+        for (std::size_t i = 0; i < row.size(); i += 4) std::fill_n(&row[i], 3, *levels++);
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, y, width, 1, GL_RGBA, GL_UNSIGNED_BYTE, row.data());
     }
-    return rgba;
 }
 
 }  // namespace
@@ -106,8 +107,7 @@ bool GLTexture::LoadBMP(const char* path, unsigned format, unsigned type, unsign
     }
     if (ST == 0 && format == GL_LUMINANCE && type == GL_UNSIGNED_BYTE && DrawsForSoftware()) {
         // Software renderers sample grey levels one at a time, whole pixels together.
-        glTexImage2D(m_nTarget, 0, GL_RGBA, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
-                     Spread(data.get(), pixels).data());
+        UploadSpread(data.get(), width, height);
         if (!CheckGLError("GLTexture::LoadBMP", "glTexImage2D")) return false;
     }
     SetParameters(GL_LINEAR, GL_REPEAT);
