@@ -103,8 +103,8 @@ bool GLRecorder::replaysTheSame() const {
     std::vector<std::vector<std::uint8_t>> expected;
     for (const Pixels& pixels : m_read) {
         expected.emplace_back(pixels.first, pixels.first + pixels.size);
-        std::memset(pixels.first, 0x55, pixels.size);
     }
+    for (const Pixels& pixels : m_read) std::memset(pixels.first, 0x55, pixels.size);
     replay();
     bool same = !m_read.empty();
     for (std::size_t i = 0; i < m_read.size(); ++i) {

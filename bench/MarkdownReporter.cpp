@@ -31,7 +31,7 @@ constexpr struct Column {
     {"luma", "luma pass", Unit::kPercent},
     {"chroma", "chroma pass", Unit::kPercent},
     {"read_back", "read-back", Unit::kPercent},
-    {"copy", "copy", Unit::kPercent},
+    {"copy", "packing, copy", Unit::kPercent},
     {"rest", "rest", Unit::kPercent},
     {"start_ms", "start to first frame, CPU ms", Unit::kMilliseconds},
     {"first_use_ms", "first use, CPU ms", Unit::kMilliseconds},

@@ -12,6 +12,7 @@
 #include "bench/Cost.h"
 #include "bench/EffectRun.h"
 #include "bench/GLCalls.h"
+#include "engine/PackedRows.h"
 #include "engine/SemiPlanarRect.h"
 
 namespace bench {
@@ -48,6 +49,7 @@ class Copies {
         }
     }
     void copyBack() {
+        if (readsPixels()) return pack();
         std::size_t at = 0;
         for (const GLRecorder::Pixels& pixels : m_recorder.read()) {
             const std::size_t size = std::min(pixels.size, m_planes.size() - at);
@@ -58,6 +60,28 @@ class Copies {
     }
 
   private:
+    // Whether the picture is read, and not the planes that it was drawn as.
+    bool readsPixels() const {
+        std::size_t bytes = 0;
+        for (const GLRecorder::Pixels& pixels : m_recorder.read()) bytes += pixels.size;
+        return bytes == 4 * LumaBytes(m_size);
+    }
+    void pack() {
+        const auto width = static_cast<std::size_t>(m_size.width);
+        std::uint8_t* luma = m_planes.data();
+        std::uint8_t* chroma = luma + LumaBytes(m_size);
+        for (const GLRecorder::Pixels& pixels : m_recorder.read()) {
+            const std::uint8_t* end = pixels.first + pixels.size;
+            for (const std::uint8_t* upper = pixels.first; upper < end; upper += 8 * width) {
+                posteffect::PackLumaRow(luma, upper, 2 * width);
+                posteffect::PackChromaRow(chroma, upper, upper + 4 * width, width / 2);
+                luma += 2 * width;
+                chroma += width;
+            }
+        }
+        benchmark::ClobberMemory();
+    }
+
     Size m_size;
     const GLRecorder& m_recorder;
     std::vector<std::uint8_t> m_source;

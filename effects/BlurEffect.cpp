@@ -6,6 +6,7 @@
 #include "engine/CommonLocations.h"
 #include "engine/ShaderTexts.h"
 #include "gl/Log.h"
+#include "gl/RendererKind.h"
 
 namespace {
 
@@ -78,6 +79,7 @@ int BlurEffect::InitBlur(GLTexture* src, unsigned int out, unsigned int x, unsig
     m_uBlurW = std::max(1U, w * m_traits.widthPart / m_traits.widthWhole);
     m_uBlurH = std::max(1U, h * m_traits.heightPart / m_traits.heightWhole);
     m_bHoldsObjects = true;
+    m_bSoftware = DrawsForSoftware();
     if (!GEShader::Init(src, out, x, y, w, h, bCapture, cb)) return 0;
     src->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
 
@@ -189,6 +191,9 @@ int BlurEffect::ProcBlock(unsigned int, unsigned int, int, int) {
 
     m_pFboRGB->Bind();
     glViewport(m_nX, m_nY, m_nW, m_nH);
+    // Software renderers are quicker where they need not filter, and centres come out the same.
+    const bool unfiltered = m_bSoftware && ShowsWholeFrame();
+    if (unfiltered) m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST);
     if (!m_pSizeUpProg->Use()) return 0;
     SetSizeUpUniforms(*m_pSizeUpProg);
     m_pSizeUpProg->SetVertexCoord(kQuadPositionSize, kQuadPositions.data());
@@ -198,8 +203,15 @@ int BlurEffect::ProcBlock(unsigned int, unsigned int, int, int) {
         m_pSizeUpProg->VertexAttribPointer(kGlobalCoord, kQuadCoordSize, m_globalCoord.data());
     }
     m_pSizeUpProg->Draw();
+    if (unfiltered) m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
     FinishPicture();
     return 1;
+}
+
+// Whether each pixel is drawn from the centre of one of the source's.
+bool BlurEffect::ShowsWholeFrame() const {
+    const float shown = static_cast<float>(m_nW) / static_cast<float>(m_pSrcTexture->m_nStride);
+    return !m_bCapture && m_texCoord == MakeQuadCoords(0.0F, 0.0F, shown, 1.0F);
 }
 
 int BlurEffect::ProcFrame(unsigned int srcTex, unsigned int dstTex, int w, int h) {

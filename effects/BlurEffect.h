@@ -84,6 +84,7 @@ class POSTEFFECT_API BlurEffect : public GEShader {
 
     void SetPixelStepForPreview();
     bool InitTarget(const char* name, std::unique_ptr<GLTexture>* texture);
+    bool ShowsWholeFrame() const;
     void DrawBlurPass(GLFbo& target, GLTexture* input, const PixelShift& shift,
                       const QuadCoords& coords);
 
@@ -102,4 +103,5 @@ class POSTEFFECT_API BlurEffect : public GEShader {
     float m_captureStepX = 0.0F;
     float m_captureStepY = 0.0F;
     bool m_bHoldsObjects = false;  // an Init has begun since the last Deinit
+    bool m_bSoftware = false;      // draws for a software renderer
 };

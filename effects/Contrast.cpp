@@ -11,7 +11,7 @@ constexpr char kLargeVertex[] = LARGE_VERTEX("v_textureCoord");
 // Curves each channel and mixes the grey of them, darkened by the mask at `place`. Red and blue are
 // mixed from the curve's opposite channels; the look depends on it.
 #define CONTRAST_MAIN(place)                                              \
-    "precision highp float;\n"                                            \
+    "precision highp float;\n" ON_CURVE                                   \
     "varying vec2 v_textureCoord;\n"                                      \
     "uniform sampler2D s_texture0;\n"                                     \
     "uniform sampler2D s_curve;\n"                                        \
@@ -19,9 +19,9 @@ constexpr char kLargeVertex[] = LARGE_VERTEX("v_textureCoord");
     "uniform mat4 u_mat_yuv2rgb;\n"                                       \
     "void main() {\n"                                                     \
     "  vec4 p = u_mat_yuv2rgb * texture2D(s_texture0, v_textureCoord);\n" \
-    "  float gray = texture2D(s_curve, vec2(p.r, 0.0)).r * 0.299;\n"      \
-    "  gray += texture2D(s_curve, vec2(p.g, 0.0)).g * 0.587;\n"           \
-    "  gray += texture2D(s_curve, vec2(p.b, 0.0)).b * 0.114;\n"           \
+    "  float gray = onCurve(s_curve, p.r, 0.0).r * 0.299;\n"              \
+    "  gray += onCurve(s_curve, p.g, 0.0).g * 0.587;\n"                   \
+    "  gray += onCurve(s_curve, p.b, 0.0).b * 0.114;\n"                   \
     "  p.rgb = vec3(gray);\n"                                             \
     "  gl_FragColor = p * texture2D(s_vignette, " place                   \
     ");\n"                                                                \
@@ -63,7 +63,7 @@ int GEShaderContrast::Init(GLTexture* src, unsigned int out, unsigned int x, uns
     if (!BeginInit("GEShaderContrast::Init", src, out, x, y, w, h, bCapture, cb)) return 0;
     m_cross = LoadCurve("CurveCross.bmp", "cross", "cross");
     if (m_cross == nullptr || !LoadMasks() || !InitProgram()) return 0;
-    UseCurve(m_cross.get(), m_mask.get());
+    if (!UseCurve(m_cross.get(), m_mask.get())) return 0;
     InitPartialTexCoord();
     return FinishInit();
 }

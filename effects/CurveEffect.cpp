@@ -1,5 +1,7 @@
 #include "effects/CurveEffect.h"
 
+#include <utility>
+
 #include "engine/LookUpTexture.h"
 
 namespace {
@@ -17,6 +19,8 @@ void CurveEffect::ReleaseTextures() {
     for (auto* texture : {&m_cross, &m_cold, &m_warm, &m_sepia, &m_mask, &m_white}) {
         texture->reset();
     }
+    m_table.reset();
+    m_tabulated = nullptr;
 }
 
 int CurveEffect::BeginInit(const char* title, GLTexture* src, unsigned int out, unsigned int x,
@@ -45,7 +49,17 @@ bool CurveEffect::LoadMasks() {
     return m_white != nullptr;
 }
 
-void CurveEffect::UseCurve(GLTexture* curve, GLTexture* mask) {
+bool CurveEffect::UseCurve(GLTexture* curve, GLTexture* mask) {
+    if (drawsForSoftware()) {
+        if (m_tabulated != curve) {
+            auto table = DrawCurveTable(log(), curve, 0.0F);
+            if (table == nullptr) return false;
+            m_table = std::move(table);
+            m_tabulated = curve;
+        }
+        curve = m_table.get();
+    }
     program()->SetTextures(kCurveSlot, curve);
     program()->SetTextures(kVignetteSlot, mask);
+    return true;
 }

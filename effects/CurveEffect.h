@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "engine/CommonLocations.h"
+#include "engine/DrawnTable.h"
 #include "engine/SinglePassEffect.h"
 #include "gl/GLTableProgram.h"
 #include "gl/GLTexture.h"
@@ -49,7 +50,8 @@ class POSTEFFECT_API CurveEffect : public SinglePassEffect {
                                          const char* failed) const;
     // The mask and the white texture that can stand in for it.
     bool LoadMasks();
-    void UseCurve(GLTexture* curve, GLTexture* mask);
+    // False on failure; what was used before stays.
+    bool UseCurve(GLTexture* curve, GLTexture* mask);
     bool UsesGlobalCoord() const override { return true; }
 
     std::unique_ptr<GLTexture> m_cross;
@@ -58,4 +60,8 @@ class POSTEFFECT_API CurveEffect : public SinglePassEffect {
     std::unique_ptr<GLTexture> m_sepia;
     std::unique_ptr<GLTexture> m_mask;
     std::unique_ptr<GLTexture> m_white;
+
+  private:
+    GLTexture* m_tabulated = nullptr;  // the curve that the table is of
+    std::unique_ptr<GLTexture> m_table;
 };

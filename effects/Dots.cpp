@@ -1,5 +1,6 @@
 #include "effects/Dots.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -118,6 +119,11 @@ constexpr int kSourceFormat = 1;        // RGBA 8888
 
 constexpr const char* kRuleUp = ">>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>";
 constexpr const char* kRuleDown = "<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<";
+
+// Texels up to the coordinate `end`.
+GLsizei Shown(float end, GLsizei texels) {
+    return static_cast<GLsizei>(std::clamp(end, 0.0F, 1.0F) * static_cast<float>(texels)) + 2;
+}
 
 }  // namespace
 
@@ -253,13 +259,18 @@ int GEShaderDot::SetCrop(int, int, int, int) {
 int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
     if (m_bCapture) clean_buffer(m_spSrcBuffer);  // the block was written by the CPU
     m_pSizeDownFbo->Bind();
-    glViewport(0, 0, static_cast<GLsizei>(m_pSizeDownTex->m_nWidth),
-               static_cast<GLsizei>(m_pSizeDownTex->m_nHeight));
+    const auto width = static_cast<GLsizei>(m_pSizeDownTex->m_nWidth);
+    const auto height = static_cast<GLsizei>(m_pSizeDownTex->m_nHeight);
+    glViewport(0, 0, width, height);
+    // No more of the cells than are shown, and one for what roundings reach.
+    glEnable(GL_SCISSOR_TEST);
+    glScissor(0, 0, Shown(m_enlargeCoord[4], width), Shown(m_enlargeCoord[1], height));
     if (!m_pDotPass1->Use()) return 0;
     m_pDotPass1->Uniform4f(kCropSlot, m_drawnCrop.x, m_drawnCrop.y, m_drawnCrop.w, m_drawnCrop.h);
     m_pDotPass1->SetVertexCoord(kQuadPositionSize, kQuadPositions.data());
     m_pDotPass1->SetTextureCoord(kQuadCoordSize, m_reduceCoord.data());
     m_pDotPass1->Draw();
+    glDisable(GL_SCISSOR_TEST);
 
     m_pFboRGB->Bind();
     glViewport(m_nX, m_nY, m_nW, m_nH);

@@ -1,6 +1,69 @@
 #include "effects/RampEffect.h"
 
+#include <array>
+#include <utility>
+
+#include "engine/DrawnTable.h"
 #include "engine/LookUpTexture.h"
+#include "engine/ShaderTexts.h"
+
+namespace {
+
+void SetGrading(GLProgram& program, const RampLook& look) {
+    const auto& clip = look.clip;
+    const auto& control = look.control;
+    program.Uniform4f(kClip, clip[0], clip[1], clip[2], clip[3]);
+    program.Uniform4f(kControl, control[0], control[1], control[2], control[3]);
+}
+
+constexpr unsigned kLevels = 256;
+
+// The bent luma of each level. Slots: 0 the levels, 2 the contrast ramp.
+constexpr char kGradingFragment[] = "precision highp float;\n" BENT_LUMA
+                                    R"glsl(
+  varying vec2 v_textureCoord;
+  uniform sampler2D s_texture0;
+
+  void main() {
+    gl_FragColor = vec4(bent(texture2D(s_texture0, v_textureCoord).x));
+  }
+)glsl";
+
+constexpr GLLocation kGradingLocations[] = {kVertexCoordRow, kTextureCoordRow, kInputRow,
+                                            kContrastRow,    kClipRow,         kControlRow};
+constexpr GLProgramTable kGradingTable = {PASS_THROUGH_VERTEX("v_textureCoord"), kGradingFragment,
+                                          kGradingLocations, std::size(kGradingLocations), 3};
+
+class GradingProgram : public GLTableProgram {
+  public:
+    GradingProgram(LogTag& log, const RampLook& look)
+        : GLTableProgram(log, kGradingTable), m_look(look) {}
+    bool Use() override {
+        if (!GLTableProgram::Use()) return false;
+        SetGrading(*this, m_look);
+        return true;
+    }
+
+  private:
+    const RampLook& m_look;
+};
+
+// The luma that the look gives each level of the source.
+std::unique_ptr<GLTexture> DrawGrading(LogTag& log, const RampLook& look, GLTexture* contrast) {
+    std::array<unsigned char, std::size_t{kLevels} * 4> pixels{};
+    for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<unsigned char>(i / 4);
+    GLTexture levels;
+    if (!levels.Init(GL_RGBA, GL_UNSIGNED_BYTE, kLevels, 1, 0) ||
+        !levels.UpdateNormalTexture(pixels.data(), kLevels, 1)) {
+        return nullptr;
+    }
+    levels.SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST);
+    GradingProgram program(log, look);
+    program.SetTextures(kContrastSlot, contrast);
+    return DrawTable(program, &levels, kLevels, 1);
+}
+
+}  // namespace
 
 RampEffect::~RampEffect() {
     RampEffect::Deinit();
@@ -31,6 +94,7 @@ int RampEffect::Init(GLTexture* src, unsigned int out, unsigned int x, unsigned 
         LOG_ERROR(log(), "[%s] %s", "Init", m_look.contrastFailed);
         return 0;
     }
+    if (drawsForSoftware() && !UseTables()) return 0;
     program()->SetTextures(kLookSlot, m_lookTexture.get());
     program()->SetTextures(kContrastSlot, m_contrast.get());
     if (m_look.logsScreenRatio) {
@@ -40,6 +104,15 @@ int RampEffect::Init(GLTexture* src, unsigned int out, unsigned int x, unsigned 
     }
     InitTexCoord();
     return FinishInit();
+}
+
+// Puts tables in the look-up textures' places.
+bool RampEffect::UseTables() {
+    m_contrast = DrawGrading(log(), m_look, m_contrast.get());
+    if (m_look.isCurve) {
+        m_lookTexture = DrawCurveTable(log(), m_lookTexture.get(), m_look.control[2]);
+    }
+    return m_contrast != nullptr && m_lookTexture != nullptr;
 }
 
 void RampEffect::ReleaseTextures() {
@@ -57,8 +130,5 @@ int RampEffect::SetParam(unsigned int index, int a, int, int, int) {
 }
 
 void RampEffect::SetUniforms(GLProgram& program) {
-    const auto& clip = m_look.clip;
-    const auto& control = m_look.control;
-    program.Uniform4f(kClip, clip[0], clip[1], clip[2], clip[3]);
-    program.Uniform4f(kControl, control[0], control[1], control[2], control[3]);
+    SetGrading(program, m_look);
 }

@@ -14,19 +14,33 @@
 inline constexpr unsigned kLookSlot = 1;
 inline constexpr unsigned kContrastSlot = 2;
 
-// Fragment stage: luma mapped from [clip.x, clip.y] to [clip.z, clip.w], then through the contrast
-// ramp's rows control.x (stored red) and control.y (green).
-#define GRADED_LUMA                                                                          \
+// Defines bent(luma): luma mapped from [clip.x, clip.y] to [clip.z, clip.w], then through the
+// contrast ramp's rows control.x (stored red) and control.y (green).
+#define BENT_LUMA                                                                            \
     "uniform sampler2D g_sContrastTexture;\n"                                                \
     "uniform vec4 g_fvClipping;\n"                                                           \
     "uniform vec4 g_fvController;\n"                                                         \
-    "float gradedLuma(float luma) {\n"                                                       \
+    "float bent(float luma) {\n"                                                             \
     "  float inside = clamp(luma - g_fvClipping.x, 0.0, g_fvClipping.y - g_fvClipping.x);\n" \
     "  luma = inside * (g_fvClipping.w - g_fvClipping.z) /\n"                                \
     "      (g_fvClipping.y - g_fvClipping.x) + g_fvClipping.z;\n"                            \
     "  luma = texture2D(g_sContrastTexture, vec2(luma, g_fvController.x)).z;\n"              \
     "  return texture2D(g_sContrastTexture, vec2(luma, g_fvController.y)).y;\n"              \
     "}\n"
+
+// Defines gradedLuma(luma), for levels of the source: bent, or what a table of all levels has of
+// it.
+#define GRADED_LUMA                                                 \
+    "#ifdef FOR_SOFTWARE\n"                                         \
+    "uniform sampler2D g_sContrastTexture;\n"                       \
+    "uniform vec4 g_fvController;\n"                                \
+    "float gradedLuma(float luma) {\n"                              \
+    "  float texel = (luma * 255.0 + 0.5) / 256.0;\n"               \
+    "  return texture2D(g_sContrastTexture, vec2(texel, 0.5)).x;\n" \
+    "}\n"                                                           \
+    "#else\n" BENT_LUMA                                             \
+    "float gradedLuma(float luma) { return bent(luma); }\n"         \
+    "#endif\n"
 
 // Vertex stages of these looks.
 #define RAMP_VERTEX                     \
@@ -76,6 +90,7 @@ struct RampLook {
     std::array<float, 4> clip;
     std::array<float, 4> control;
     bool logsScreenRatio;
+    bool isCurve;  // the look's own texture is read by onCurve, at control.z
 };
 
 class POSTEFFECT_API RampEffect : public SinglePassEffect {
@@ -104,6 +119,8 @@ class POSTEFFECT_API RampEffect : public SinglePassEffect {
     const RampLook& look() const { return m_look; }
 
   private:
+    bool UseTables();
+
     const RampLook& m_look;
     float m_fStrength = 0.0F;
     float m_fScreenRatio = 1.0F;

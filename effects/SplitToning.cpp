@@ -106,6 +106,7 @@ constexpr RampLook kCM = {nullptr,
                           "can't load contrast tex",
                           {0.0F, 1.0F, 0.0F, 1.0F},
                           {0.8F, 0.7F, 0.6F, 1.0F},
+                          false,
                           false};
 constexpr RampLook kSC = {"GEShaderSplitToningSC::Init",
                           kWideMask,
@@ -114,7 +115,8 @@ constexpr RampLook kSC = {"GEShaderSplitToningSC::Init",
                           "\t\tcan't load contrast tex",
                           {0.0F, 1.0F, 0.0F, 1.0F},
                           {0.6F, 0.8F, 0.4F, 1.0F},
-                          true};
+                          true,
+                          false};
 
 // The ramp's keys: chroma (U, V) of highlights, then of shadows.
 constexpr GEShaderSplitToningCM::Tones kKeys[] = {

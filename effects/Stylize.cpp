@@ -1,5 +1,7 @@
 #include "effects/Stylize.h"
 
+#include "engine/DrawnTable.h"
+
 namespace {
 
 LogTag gNashLog("GEShaderStylizeNash");
@@ -7,7 +9,7 @@ LogTag gMapleLog("GEShaderStylizeMaple");
 
 constexpr char kVertex[] = RAMP_VERTEX;
 
-constexpr char kFragment[] = "precision highp float;\n" GRADED_LUMA
+constexpr char kFragment[] = "precision highp float;\n" ON_CURVE GRADED_LUMA
                              R"glsl(
   // Graded luma to RGB, each channel through one row of the colour ramp. The ramp's files store blue,
   // green, red, so red is read from blue. The tint is laid over with the sum of two zeros.
@@ -21,9 +23,9 @@ constexpr char kFragment[] = "precision highp float;\n" GRADED_LUMA
     vec4 src = texture2D(g_sImageTexture, g_vTexCoord);
     src.x = gradedLuma(src.x);
     vec4 rgb = u_mat_yuv2rgb * src;
-    vec4 style = vec4(texture2D(g_sLUTTexture, vec2(rgb.r, g_fvController.z)).z,
-                      texture2D(g_sLUTTexture, vec2(rgb.g, g_fvController.z)).y,
-                      texture2D(g_sLUTTexture, vec2(rgb.b, g_fvController.z)).x, 1.0);
+    vec4 style = vec4(onCurve(g_sLUTTexture, rgb.r, g_fvController.z).z,
+                      onCurve(g_sLUTTexture, rgb.g, g_fvController.z).y,
+                      onCurve(g_sLUTTexture, rgb.b, g_fvController.z).x, 1.0);
     float blend = g_fvTintColor.w + g_fvController.w;
     gl_FragColor = g_fvTintColor * blend + style * (1.0 - blend);
   }
@@ -63,7 +65,8 @@ constexpr RampLook kNash = {"GEShaderStylizeNash::Init",
                             kContrastFailed,
                             {0.0F, 1.0F, 0.117F, 1.0F},
                             {0.6F, 0.6F, 0.9F, 0.0F},
-                            false};
+                            false,
+                            true};
 // Black is lifted a little less, and bright parts clip to white.
 constexpr RampLook kMaple = {"GEShaderStylizeMaple::Init",
                              kRampFile,
@@ -72,6 +75,7 @@ constexpr RampLook kMaple = {"GEShaderStylizeMaple::Init",
                              kContrastFailed,
                              {0.0F, 0.859F, 0.0976F, 1.0F},
                              {0.6F, 0.5F, 0.5F, 0.0F},
+                             true,
                              true};
 
 }  // namespace

@@ -61,10 +61,10 @@ constexpr const char* kContrastFailed = "\t\tcan't load contrast tex";
 // The two are tuned apart: V dims its mask to 85 %, H to 70 %.
 constexpr RampLook kV = {
     "GEShaderTwoToneMaskV::Init", "twoToneMaskV.bmp",         GL_RGB, kMaskFailed, kContrastFailed,
-    {0.0F, 1.0F, 0.0F, 1.0F},     {0.7F, 0.6F, 0.0F, -0.15F}, true};
+    {0.0F, 1.0F, 0.0F, 1.0F},     {0.7F, 0.6F, 0.0F, -0.15F}, true,   false};
 constexpr RampLook kH = {
     "GEShaderTwoToneMaskH::Init", "twoToneMaskH.bmp",        GL_RGB, kMaskFailed, kContrastFailed,
-    {0.0F, 1.0F, 0.0F, 1.0F},     {1.0F, 0.8F, 0.0F, -0.3F}, true};
+    {0.0F, 1.0F, 0.0F, 1.0F},     {1.0F, 0.8F, 0.0F, -0.3F}, true,   false};
 
 }  // namespace
 

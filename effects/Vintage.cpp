@@ -13,13 +13,14 @@ constexpr char kLargeVertex[] = LARGE_VERTEX("v_textureCoord");
 
 // The look of a colour: each channel through its curve. The files store blue, green, red, so the
 // curve of red arrives in blue.
-#define VINTAGE_CURVES                                \
-    "uniform sampler2D s_curve;\n"                    \
-    "vec4 curved(vec4 p) {\n"                         \
-    "  p.r = texture2D(s_curve, vec2(p.r, 0.0)).b;\n" \
-    "  p.g = texture2D(s_curve, vec2(p.g, 0.0)).g;\n" \
-    "  p.b = texture2D(s_curve, vec2(p.b, 0.0)).r;\n" \
-    "  return p;\n"                                   \
+#define VINTAGE_CURVES                        \
+    ON_CURVE                                  \
+    "uniform sampler2D s_curve;\n"            \
+    "vec4 curved(vec4 p) {\n"                 \
+    "  p.r = onCurve(s_curve, p.r, 0.0).b;\n" \
+    "  p.g = onCurve(s_curve, p.g, 0.0).g;\n" \
+    "  p.b = onCurve(s_curve, p.b, 0.0).r;\n" \
+    "  return p;\n"                           \
     "}\n"
 
 constexpr char kFragment[] = "precision highp float;\n" CROP_PICK VINTAGE_CURVES
@@ -107,7 +108,7 @@ int GEShaderVintage::Init(GLTexture* src, unsigned int out, unsigned int x, unsi
         if (curve.texture == nullptr) return 0;
     }
     if (!LoadMasks() || !InitProgram()) return 0;
-    UseCurve(m_cross.get(), m_mask.get());
+    if (!UseCurve(m_cross.get(), m_mask.get())) return 0;
     m_fWidthComp = static_cast<float>(w) / static_cast<float>(src->m_nStride);
     return FinishInit();
 }

@@ -1,6 +1,7 @@
 #include "effects/Whiteboard.h"
 
 #include "engine/CommonLocations.h"
+#include "engine/DrawnTable.h"
 #include "engine/LookUpTexture.h"
 
 namespace {
@@ -26,9 +27,8 @@ constexpr char kVertex[] = R"glsl(
   }
 )glsl";
 
-constexpr char kFragment[] = R"glsl(
+constexpr char kFragment[] = "precision highp float;\n" ON_CURVE R"glsl(
   // Sharpened luma, RGB, a contrast curve, bright parts lifted to just below white.
-  precision highp float;
   varying vec2 g_vTexCoord;
   varying vec4 g_vTexCoords0;
   varying vec4 g_vTexCoords1;
@@ -38,7 +38,7 @@ constexpr char kFragment[] = R"glsl(
 
   // A channel below 0 has no power; 0 is what it means.
   float curved(float channel) {
-    return texture2D(g_sLUTTexture, vec2(pow(max(channel, 0.0), 0.7), 0.5)).z;
+    return onCurve(g_sLUTTexture, pow(max(channel, 0.0), 0.7), 0.5).z;
   }
 
   void main() {
@@ -110,6 +110,8 @@ int GEShaderWhiteboard::Init(GLTexture* src, unsigned int out, unsigned int x, u
         return 0;
     }
     if (!InitProgram()) return 0;
+    if (drawsForSoftware()) m_curve = DrawCurveTable(gLog, m_curve.get(), 0.5F);
+    if (m_curve == nullptr) return 0;
     program()->SetTextures(kCurveSlot, m_curve.get());
     InitPartialTexCoord();
     return FinishInit();

@@ -64,7 +64,8 @@ class POSTEFFECT_API GEShader {
     bool DeinitYUVConverter();
     // Converts the whole RGB target.
     bool ConvertYUV(int x, int y);
-    // Converts the part (x, y, w, h) of it; effects pass the whole size.
+    // Converts the part (x, y, w, h) of it; effects pass the whole size, and where the CPU packs
+    // the planes that is what is converted.
     bool ConvertYUV(int x, int y, int w, int h);
     // Copies the converted block to (x, y) of an image of imgWidth x imgHeight, less half of the
     // block overlap at its inner left and upper edges. What lies outside the image is left out.
@@ -137,7 +138,9 @@ class POSTEFFECT_API GEShader {
 
     bool InitPackedTarget(GLTexture*& texture, GLFbo*& fbo, unsigned rowBytes, unsigned height);
     void DrawPacked(bool luma, const QuadCoords& coords);
+    void PackOnCPU();
 
+    bool m_bPacksOnCPU = false;  // instead of drawing the planes
     GLTexture* m_pTexRGB = nullptr;
     GLTexture* m_pTexY = nullptr;
     GLFbo* m_pFboY = nullptr;

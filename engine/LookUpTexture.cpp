@@ -7,6 +7,7 @@
 
 #include "gl/GLTexture.h"
 #include "gl/Log.h"
+#include "gl/RendererKind.h"
 #include "platform/DevicePath.h"
 
 namespace {
@@ -58,10 +59,12 @@ GLTexture* LoadVignetteMask(LogTag& log, int width, int height, LookUpPath path)
 
 GLTexture* CreateWhiteTexture(LogTag& log) {
     constexpr unsigned kSide = 16;
-    std::array<unsigned char, std::size_t{kSide} * kSide * 2> white{};
+    // Whole bytes are what software renderers sample best; white is white.
+    const unsigned type = DrawsForSoftware() ? GL_UNSIGNED_BYTE : GL_UNSIGNED_SHORT_5_6_5;
+    std::array<unsigned char, std::size_t{kSide} * kSide * 3> white{};
     white.fill(0xFF);
     auto texture = std::make_unique<GLTexture>();
-    if (!texture->Init(GL_RGB, GL_UNSIGNED_SHORT_5_6_5, kSide, kSide, 0)) {
+    if (!texture->Init(GL_RGB, type, kSide, kSide, 0)) {
         LOG_ERROR(log, "[%s] can't init empty leak texture", "Init");
         return nullptr;
     }

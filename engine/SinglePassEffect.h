@@ -67,6 +67,8 @@ class POSTEFFECT_API SinglePassEffect : public GEShader {
 
     LogTag& log() const { return m_traits.log; }
     GLProgram* program() const { return m_pProgram; }
+    // Whether the program is one for software renderers.
+    bool drawsForSoftware() const { return m_bSoftware; }
 
   private:
     void Draw();

@@ -1,15 +1,22 @@
 // Conversion of an effect's RGB result to YUV 4:2:0 on the GPU. The programs pack four bytes of a
 // YUV row into each RGBA texel, so that the targets' rows are, byte for byte, rows of the planes,
 // which the CPU then copies out of the streaming textures.
+//
+// Where the GPU is a CPU, that one reads the result and writes the streaming textures' rows itself:
+// each pixel is fetched once instead of twice, and drawn not at all.
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <vector>
 
 #include "engine/GEShader.h"
+#include "engine/PackedRows.h"
 #include "engine/ShaderLog.h"
 #include "engine/YUVPrograms.h"
 #include "gl/GECommon.h"
 #include "gl/GLFbo.h"
 #include "gl/GLTexture.h"
+#include "gl/RendererKind.h"
 
 namespace {
 
@@ -61,11 +68,17 @@ bool GEShader::InitYUVConverter(int srcWidth, int srcHeight, int outWidth, int o
     m_pFboRGB = new GLFbo;
     if (!m_pFboRGB->Init() || !m_pFboRGB->SetColorAttachment(m_pTexRGB)) return false;
 
+    // Rows without a partner are left to the linear filter.
+    m_bPacksOnCPU = DrawsForSoftware() && m_nSrcHeight % 2 == 0;
     LOG_INFO(gShaderLog, "[%s] Creating tex/FBO for Y plane", kName);
     if (!InitPackedTarget(m_pTexY, m_pFboY, m_nLumaRowBytes, m_nLumaHeight)) return false;
     LOG_INFO(gShaderLog, "[%s] Creating tex/FBO for UV plane", kName);
     if (!InitPackedTarget(m_pTexUV, m_pFboUV, m_nChromaRowBytes, m_nChromaHeight)) return false;
 
+    if (m_bPacksOnCPU) {
+        LOG_INFO(gShaderLog, "[%s] leave", kName);
+        return true;
+    }
     const float pixel = 1.0F / static_cast<float>(srcWidth);
     m_pProgRGBtoY = new GLProgRGBtoY;
     m_pProgRGBtoY->m_shift = {-1.5F * pixel, 0.0F, -0.5F * pixel, 0.0F,
@@ -97,6 +110,7 @@ bool GEShader::InitPackedTarget(GLTexture*& texture, GLFbo*& fbo, unsigned rowBy
     texture->SetParameteri(GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     texture->SetParameteri(GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     texture->SetParameteri(GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    if (m_bPacksOnCPU) return true;
     fbo = new GLFbo;
     return fbo->Init() != 0 && fbo->SetColorAttachment(texture);
 }
@@ -131,7 +145,51 @@ void GEShader::DrawPacked(bool luma, const QuadCoords& coords) {
     program->Draw();
 }
 
+// In bands that stay in the processor's cache between the two.
+void GEShader::PackOnCPU() {
+    constexpr std::size_t kBandBytes = std::size_t{256} * 1024;
+    const std::size_t width = m_nSrcWidth;
+    const std::size_t rowBytes = width * 4;
+    const std::size_t bandRows = std::max<std::size_t>(kBandBytes / rowBytes / 2, 1) * 2;
+    // Kept by the thread: a new one for each effect would scatter the heap.
+    thread_local std::vector<unsigned char> pixels;
+    pixels.resize(
+        std::max(pixels.size(), std::min<std::size_t>(bandRows, m_nSrcHeight) * rowBytes));
+    auto* luma = static_cast<unsigned char*>(m_pTexY->GetSTDataBuf());
+    auto* chroma = static_cast<unsigned char*>(m_pTexUV->GetSTDataBuf());
+    const std::size_t lumaPitch = std::size_t{m_pTexY->GetStride()} * kPixelsPerTexel;
+    const std::size_t chromaPitch = std::size_t{m_pTexUV->GetStride()} * kPixelsPerTexel;
+    m_pFboRGB->Bind();
+    for (std::size_t band = 0; band < m_nSrcHeight; band += bandRows) {
+        const std::size_t rows = std::min(bandRows, m_nSrcHeight - band);
+        glReadPixels(0, static_cast<GLint>(band), static_cast<GLsizei>(width),
+                     static_cast<GLsizei>(rows), GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+        for (std::size_t row = 0; row < rows; row += 2) {
+            const unsigned char* upper = pixels.data() + row * rowBytes;
+            const unsigned char* lower = upper + rowBytes;
+            unsigned char* lumaRow = luma + (band + row) * lumaPitch;
+            unsigned char* chromaRow = chroma + (band + row) / 2 * chromaPitch;
+            posteffect::PackLumaRow(lumaRow, upper, width);
+            posteffect::PackLumaRow(lumaRow + lumaPitch, lower, width);
+            posteffect::PackChromaRow(chromaRow, upper, lower, width / 2);
+            if (width % 2 == 0) continue;
+            // The last column is its own partner.
+            std::array<unsigned char, 8> ends[2];
+            const std::size_t last = rowBytes - 4;
+            for (std::size_t i = 0; i < 8; ++i) {
+                ends[0][i] = upper[last + i % 4];
+                ends[1][i] = lower[last + i % 4];
+            }
+            posteffect::PackChromaRow(chromaRow + width - 1, ends[0].data(), ends[1].data(), 1);
+        }
+    }
+}
+
 bool GEShader::ConvertYUV(int x, int y) {
+    if (m_bPacksOnCPU) {
+        PackOnCPU();
+        return true;
+    }
     const auto texels = static_cast<GLsizei>(TexelsFor(m_nSrcWidth));
     const auto height = static_cast<GLsizei>(m_nSrcHeight);
     const QuadCoords whole =
@@ -146,6 +204,7 @@ bool GEShader::ConvertYUV(int x, int y) {
 }
 
 bool GEShader::ConvertYUV(int x, int y, int w, int h) {
+    if (m_bPacksOnCPU) return ConvertYUV(x, y);
     const auto texels = static_cast<GLsizei>(TexelsFor(static_cast<unsigned>(w)));
     const unsigned filledX = Filled(static_cast<unsigned>(x + w), m_nSrcWidth);
     const unsigned filledY = Filled(static_cast<unsigned>(y + h), m_nSrcHeight);
@@ -172,8 +231,10 @@ void GEShader::FinishPicture() {
 
 bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, unsigned imgWidth,
                             unsigned imgHeight, unsigned x, int y, int w, int h) {
-    m_pTexY->clean_buffer();
-    m_pTexUV->clean_buffer();
+    if (!m_bPacksOnCPU) {
+        m_pTexY->clean_buffer();
+        m_pTexUV->clean_buffer();
+    }
     if (dstY == nullptr || dstUV == nullptr) {
         LOG_ERROR(gShaderLog, "[%s] pDstYStart (%u) or pDstUVStart (%u) is NULL\n", "BlockCopyYUV",
                   AddressForLog(dstY), AddressForLog(dstUV));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "gl/CarriedUniforms.h"
 #include "gl/KeptPrograms.h"
 #include "gl/RendererKind.h"
 
@@ -12,6 +13,12 @@ bool IsAmong(const std::vector<ConstantUniform>& constants, const char* name) {
     return std::any_of(constants.begin(), constants.end(), [name](const ConstantUniform& row) {
         return std::strcmp(row.name, name) == 0;
     });
+}
+
+unsigned MostVaryings() {
+    GLint vectors = 0;
+    glGetIntegerv(GL_MAX_VARYING_VECTORS, &vectors);
+    return static_cast<unsigned>(vectors);
 }
 
 }  // namespace
@@ -32,16 +39,16 @@ GLTableProgram::~GLTableProgram() {
     m_nProgram = 0;
 }
 
-bool GLTableProgram::LoadOrBorrow(const std::string& fragmentText) {
-    const GLuint kept = BorrowProgram(m_table.vertexText, fragmentText);
+bool GLTableProgram::LoadOrBorrow(const ShaderTexts& texts) {
+    const GLuint kept = BorrowProgram(texts.vertex, texts.fragment);
     if (kept != 0) {
         m_nProgram = kept;
         m_isKept = true;
         LOG_INFO(m_log, "[%s] program %d kept from before", "Load", static_cast<int>(kept));
         return true;
     }
-    if (!Load(m_table.vertexText, fragmentText.c_str())) return false;
-    KeepProgram(m_table.vertexText, fragmentText, m_nProgram);
+    if (!Load(texts.vertex.c_str(), texts.fragment.c_str())) return false;
+    KeepProgram(texts.vertex, texts.fragment, m_nProgram);
     m_isKept = true;
     return true;
 }
@@ -50,8 +57,15 @@ int GLTableProgram::Load() {
     LOG_INFO(m_log, "[%s] enter", "Load");
     BeginLoad();
     std::vector<ConstantUniform> constants;
-    if (DrawsForSoftware()) constants = Constants();
-    if (!LoadOrBorrow(WithConstants(m_table.fragmentText, constants))) {
+    ShaderTexts texts{m_table.vertexText, m_table.fragmentText};
+    const bool software = DrawsForSoftware();
+    if (software) {
+        constants = Constants();
+        texts.fragment = "#define FOR_SOFTWARE\n";
+        texts.fragment += WithConstants(m_table.fragmentText, constants);
+        texts = WithCarriedUniforms(texts, MostVaryings());
+    }
+    if (!LoadOrBorrow(texts)) {
         LOG_ERROR(m_log, "[%s] can't load shader", "Load");
         return 0;
     }
@@ -61,9 +75,12 @@ int GLTableProgram::Load() {
     LOG_INFO(m_log, "[%s] get locations", "Load");
     for (std::size_t i = 0; i < m_table.locationCount; ++i) {
         const GLLocation& row = m_table.locations[i];
-        // Constants have no location, and setting them does nothing.
         const GLint location = LookUp(row);
-        if (!IsAmong(constants, row.glslName) && !LocIsValid(row.label, location)) return 0;
+        // Constants have no location, nor has what a text for software renderers does without;
+        // setting them does nothing.
+        const bool mayLack =
+            IsAmong(constants, row.glslName) || (software && row.kind == GLLocation::kUniform);
+        if (!mayLack && !LocIsValid(row.label, location)) return 0;
     }
     for (std::size_t i = 0; i < m_table.locationCount; ++i) {
         if (m_table.locations[i].kind == GLLocation::kColorMatrix) {

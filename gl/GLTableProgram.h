@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "gl/CarriedUniforms.h"
 #include "gl/ConstantUniforms.h"
 #include "gl/GLProgram.h"
 #include "gl/Log.h"
@@ -61,7 +62,7 @@ class POSTEFFECT_API GLTableProgram : public GLProgram {
 
   private:
     // Links the program, or takes over the one that an earlier user of the texts left behind.
-    bool LoadOrBorrow(const std::string& fragmentText);
+    bool LoadOrBorrow(const ShaderTexts& texts);
     // Where a row's location is kept.
     GLint& Kept(const GLLocation& row);
     GLint LookUp(const GLLocation& row);

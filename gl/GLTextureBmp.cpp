@@ -3,10 +3,13 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "gl/BmpFile.h"
+#include "gl/GECommon.h"
 #include "gl/GLTexture.h"
 #include "gl/Log.h"
+#include "gl/RendererKind.h"
 #include "platform/DevicePath.h"
 
 namespace {
@@ -24,6 +27,17 @@ void SwapToFileOrder(unsigned char* pixels, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i, pixels += 4) {
         std::swap(pixels[0], pixels[2]);
         pixels[3] = 255;
+    }
+}
+
+// Gives the bound texture grey levels as RGBA, which is what GL makes of them when it samples. Row
+// by row: a whole picture would scatter the heap.
+void UploadSpread(const unsigned char* levels, GLsizei width, GLsizei height) {
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+    std::vector<unsigned char> row(static_cast<std::size_t>(width) * 4, 255);
+    for (GLsizei y = 0; y < height; ++y) {
+        for (std::size_t i = 0; i < row.size(); i += 4) std::fill_n(&row[i], 3, *levels++);
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, y, width, 1, GL_RGBA, GL_UNSIGNED_BYTE, row.data());
     }
 }
 
@@ -90,6 +104,11 @@ bool GLTexture::LoadBMP(const char* path, unsigned format, unsigned type, unsign
         clean_buffer();
     } else if (!UpdateNormalTexture(data.get(), w, h)) {
         return false;
+    }
+    if (ST == 0 && format == GL_LUMINANCE && type == GL_UNSIGNED_BYTE && DrawsForSoftware()) {
+        // Software renderers sample grey levels one at a time, whole pixels together.
+        UploadSpread(data.get(), width, height);
+        if (!CheckGLError("GLTexture::LoadBMP", "glTexImage2D")) return false;
     }
     SetParameters(GL_LINEAR, GL_REPEAT);
     LOG_INFO(gLog, "[%s] leave", kName);

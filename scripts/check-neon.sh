@@ -9,10 +9,10 @@ folder=build/neon
 mkdir -p $folder
 
 # The compiler's own headers come first; the libraries are Debian's for ARM.
-aarch64-linux-gnu-g++ -std=c++17 -O2 -DHWY_SHARED_DEFINE -I. -Iinclude \
+aarch64-linux-gnu-g++ -std=c++17 -O2 -ffp-contract=off -DHWY_SHARED_DEFINE -I. -Iinclude \
     -idirafter /usr/include \
     tests/semi_planar_test.cpp engine/SemiPlanar.cpp engine/SemiPlanarRect.cpp \
-    engine/SemiPlanarRows.cpp \
+    engine/SemiPlanarRows.cpp engine/PackedRows.cpp \
     -L/usr/lib/aarch64-linux-gnu -lgtest -lgtest_main -lhwy -lpthread -o $folder/semi_planar_test
 
 export LD_LIBRARY_PATH=/usr/lib/aarch64-linux-gnu

@@ -18,7 +18,7 @@ if [[ "${1:-}" == test ]]; then
     packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy
         ffmpeg locales gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
         gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-tools
-        gstreamer1.0-x xvfb chromium locales)
+        gstreamer1.0-x xvfb chromium)
 fi
 
 if [[ "${1:-}" == fuzz ]]; then

@@ -4,11 +4,15 @@
 #include <posteffect/EffectCatalog.h>
 #include <ui/GraphicBuffer.h>
 
+#include <cstring>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "effects/Bypass.h"
 #include "effects/Vignette.h"
 #include "engine/YUVPrograms.h"
+#include "gl/GLFbo.h"
 #include "gl/GLTexture.h"
 #include "gl/RendererKind.h"
 #include "tests/support/CaptureImage.h"
@@ -287,6 +291,39 @@ TEST_F(Effects, KeepProgramsForTheNextUserWithinABound) {
     }
     EXPECT_LE(testing_support::LiveGLObjects() - before, 65);
     EXPECT_EQ(nameOf(100.0F), nameOf(100.0F));
+    SetDrawingWay(DrawingWay::kByRenderer);
+}
+
+// The planes of a picture as the converter makes them.
+struct Converted : GEShaderBypass {
+    std::vector<uint8_t> planes(const std::vector<uint8_t>& rgba, int width, int height) {
+        const auto w = static_cast<unsigned>(width);
+        const auto h = static_cast<unsigned>(height);
+        std::vector<uint8_t> planes(std::size_t{w} * h + std::size_t{w} * (h / 2));
+        EXPECT_TRUE(InitYUVConverter(width, height, width, height));
+        EXPECT_TRUE(m_pFboRGB->attachedTexture()->UpdateNormalTexture(rgba.data(), w, h));
+        EXPECT_TRUE(ConvertYUV(0, 0));
+        EXPECT_TRUE(MemcpyYUV(planes.data(), planes.data() + std::size_t{w} * h));
+        DeinitYUVConverter();
+        return planes;
+    }
+};
+
+TEST_F(Effects, EveryColorIsPackedOnTheCPUAsItIsDrawn) {
+    const std::pair<int, int> sizes[] = {{4096, 4096}, {333, 34}, {2, 2}, {7, 5}};
+    for (const auto& [width, height] : sizes) {
+        SCOPED_TRACE(width);
+        std::vector<uint8_t> rgba(std::size_t{4} * static_cast<unsigned>(width * height));
+        for (std::size_t i = 0; i < rgba.size() / 4; ++i) {
+            // Each 24 bits once, neighbours far from one another.
+            const uint32_t color = static_cast<uint32_t>(i) * 0x9E3779B1U;
+            std::memcpy(&rgba[4 * i], &color, sizeof(color));
+        }
+        SetDrawingWay(DrawingWay::kForGPU);
+        const auto drawn = Converted().planes(rgba, width, height);
+        SetDrawingWay(DrawingWay::kForSoftware);
+        EXPECT_TRUE(Converted().planes(rgba, width, height) == drawn);
+    }
     SetDrawingWay(DrawingWay::kByRenderer);
 }
 

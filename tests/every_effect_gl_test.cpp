@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <posteffect/EffectCatalog.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
@@ -141,8 +143,8 @@ TEST_F(EveryEffect, DrawsTheSameWhicheverEffectWasThereBefore) {
     m_manager.Deinit();
 }
 
-// Constants in the texts and the rest of what suits software renderers changes no byte, however the
-// process writes its numbers.
+// Constants in the texts and the rest of what suits software renderers changes no byte, but for a
+// curve's place that lies right between two, however the process writes its numbers.
 TEST_F(EveryEffect, DrawsTheSameForSoftwareAndForGPUs) {
     const testing_support::CommaLocale locale;
     for (const auto& [width, height] : {std::pair{250, 130}, {4000, 34}}) {
@@ -159,7 +161,16 @@ TEST_F(EveryEffect, DrawsTheSameForSoftwareAndForGPUs) {
                         return Draw(effect.number, image, crop, capture);
                     };
                     const auto forGPUs = draw(DrawingWay::kForGPU);
-                    EXPECT_TRUE(draw(DrawingWay::kForSoftware) == forGPUs);
+                    const auto forSoftware = draw(DrawingWay::kForSoftware);
+                    int apart = 0;
+                    int furthest = 0;
+                    for (std::size_t i = 0; i < forGPUs.size(); ++i) {
+                        const int difference = std::abs(forSoftware[i] - forGPUs[i]);
+                        apart += difference != 0 ? 1 : 0;
+                        furthest = std::max(furthest, difference);
+                    }
+                    EXPECT_LE(furthest, 1);
+                    EXPECT_LE(apart, static_cast<int>(forGPUs.size() / 100000));
                 }
             }
         }

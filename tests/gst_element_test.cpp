@@ -7,17 +7,16 @@
 #include <posteffect/EffectCatalog.h>
 
 #include <atomic>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <future>
-#include <locale>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "tests/support/CommaLocale.h"
 
 namespace {
 
@@ -355,19 +354,8 @@ TEST_F(Element, TheCallersLocaleChangesNothing) {
         return pipeline.push(caps, Scene(Info(caps)));
     };
     const Bytes expected = frame();
-    std::string folder = std::filesystem::temp_directory_path() / "posteffect-locale-XXXXXX";
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    const std::string make = "localedef -i de_DE -f ISO-8859-1 " + folder + "/de_DE";
-    EXPECT_EQ(std::system(make.c_str()), 0) << "package locales";
-    setenv("LOCPATH", folder.c_str(), 1);
-    ASSERT_NE(std::setlocale(LC_ALL, "de_DE"), nullptr);
-    const std::locale before = std::locale::global(std::locale("de_DE"));
-    EXPECT_STREQ(std::localeconv()->decimal_point, ",");
+    const testing_support::CommaLocale locale;
     EXPECT_EQ(frame(), expected);
-    std::locale::global(before);
-    std::setlocale(LC_ALL, "C");
-    unsetenv("LOCPATH");
-    std::filesystem::remove_all(folder);
 }
 
 // Others that use EGL come and go. For scripts/soak.sh: needs gstreamer1.0-gl.

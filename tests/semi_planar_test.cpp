@@ -5,11 +5,14 @@
 #include <posteffect/SemiPlanar.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <vector>
 
+#include "engine/PackedRows.h"
 #include "engine/SemiPlanarRect.h"
 #include "tests/support/GuardedBuffer.h"
 
@@ -308,6 +311,56 @@ TEST(SemiPlanar, NothingIsTouchedWhereThereIsNothingToConvert) {
         expectNothing("picture", [&](void* dst, const void*, auto* luma, auto* chroma) {
             posteffect::ConvertSemiPlanarRect(dst, 64, 8, luma, chroma, w, h, 0, 0, 4, 4);
         });
+    }
+}
+
+// A level as half a float holds it, what is too small for that cut off.
+float Half(unsigned level) {
+    int exponent = 0;
+    const float part = std::frexp(static_cast<float>(level) * (1.0F / 255.0F), &exponent);
+    return std::ldexp(std::floor(std::ldexp(part, 11)), exponent - 11);
+}
+
+// Rounded after each step, blue first.
+uint8_t Weighted(const std::array<unsigned, 3>& color, const std::array<double, 3>& weights,
+                 float sum) {
+    for (const std::size_t i : {2U, 1U, 0U}) {
+        const double weight = static_cast<double>(static_cast<float>(weights[i]));
+        const auto product = static_cast<float>(weight * static_cast<double>(Half(color[i])));
+        sum = static_cast<float>(static_cast<double>(sum) + static_cast<double>(product));
+    }
+    return static_cast<uint8_t>(
+        std::clamp(std::nearbyint(static_cast<double>(sum * 255.0F)), 0.0, 255.0));
+}
+
+TEST(PackedRows, EveryInstructionSetPacksThePixelsOfTheModel) {
+    for (std::size_t pairs = 1; pairs <= 40 && !HasFailure(); ++pairs) {
+        SCOPED_TRACE(pairs);
+        const Picture picture(static_cast<int>(8 * pairs), 2);  // two rows, four bytes a pixel
+        Bytes expected;
+        const auto mean = [&](std::size_t pair, std::size_t channel) {
+            unsigned rows = 1;
+            for (const std::size_t row : {std::size_t{0}, 8 * pairs}) {
+                const uint8_t* left = &picture.luma[row + 8 * pair + channel];
+                rows += (left[0] + left[4] + 1U) / 2;
+            }
+            return rows / 2;
+        };
+        for (std::size_t i = 0; i < 4 * pairs; ++i) {
+            const uint8_t* pixel = &picture.luma[4 * i];
+            expected.push_back(
+                Weighted({pixel[0], pixel[1], pixel[2]}, {0.299, 0.587, 0.114}, 0.0F));
+        }
+        for (std::size_t i = 0; i < pairs; ++i) {
+            const std::array<unsigned, 3> color = {mean(i, 0), mean(i, 1), mean(i, 2)};
+            expected.push_back(Weighted(color, {0.5, -0.4186829, -0.0813089}, 0.5F));
+            expected.push_back(Weighted(color, {-0.168727, -0.33126147, 0.5}, 0.5F));
+        }
+        ExpectBytes("two rows", picture, expected,
+                    [&](uint8_t* dst, const void*, const uint8_t* rgba, const void*) {
+                        posteffect::PackLumaRow(dst, rgba, 4 * pairs);
+                        posteffect::PackChromaRow(dst + 4 * pairs, rgba, rgba + 8 * pairs, pairs);
+                    });
     }
 }
 

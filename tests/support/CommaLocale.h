@@ -3,15 +3,15 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <locale>
 #include <string>
 
 namespace testing_support {
 
-// The process's locale while it lives.
+// The process's locale, for C and C++, while it lives.
 class CommaLocale {
   public:
     CommaLocale() {
@@ -22,13 +22,13 @@ class CommaLocale {
         const std::string make = "localedef -i de_DE -f UTF-8 " + m_folder + "/de_DE.UTF-8";
         EXPECT_EQ(std::system(make.c_str()), 0) << "the package locales is missing";
         setenv("LOCPATH", folder, 1);
-        std::setlocale(LC_ALL, "de_DE.UTF-8");
+        std::locale::global(std::locale("de_DE.UTF-8"));
         char text[8];
         std::snprintf(text, sizeof text, "%.1f", 0.5);
         EXPECT_STREQ(text, "0,5");
     }
     ~CommaLocale() {
-        std::setlocale(LC_ALL, "C");
+        std::locale::global(std::locale::classic());
         unsetenv("LOCPATH");
         std::filesystem::remove_all(m_folder);
     }

@@ -18,6 +18,7 @@ struct ProcessState {
 };
 
 inline ProcessState ReadProcessState() {
+    malloc_trim(0);  // what the allocator keeps for later is not held
     const auto entries = [](const char* folder) {
         const std::filesystem::directory_iterator all(folder);
         return std::distance(begin(all), end(all));
