@@ -1,6 +1,7 @@
 // Stills through the service, block by block as the command takes them.
 #include <benchmark/benchmark.h>
 
+#include <optional>
 #include <string>
 
 #include "apps/posteffect/BlockSize.h"
@@ -32,6 +33,8 @@ void Capture(benchmark::State& state, const EffectInfo& effect, Size size, bool 
     Median cpu;
     Median ofWhole;
     EffectRun run(effect, block);
+    std::optional<EffectRun> atOnce;
+    if (whole) atOnce.emplace(effect, WholeBlock(size));
     for (auto _ : state) {
         bool done = false;
         const Cost cost = CostOf([&] { done = run.capture(size, planes); });
@@ -39,9 +42,8 @@ void Capture(benchmark::State& state, const EffectInfo& effect, Size size, bool 
         state.SetIterationTime(cost.wall);
         wall.add(cost.wall);
         cpu.add(cost.cpu);
-        if (!whole) continue;
-        EffectRun atOnce(effect, WholeBlock(size));
-        const Cost other = CostOf([&] { done = atOnce.capture(size, planes); });
+        if (!atOnce) continue;
+        const Cost other = CostOf([&] { done = atOnce->capture(size, planes); });
         if (!done) return state.SkipWithError("no still at once");
         ofWhole.add(cost.cpu / other.cpu);
     }

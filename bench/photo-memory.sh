@@ -24,5 +24,5 @@ echo "|---|---|---|---|"
 for effect in $(build/release/bin/posteffect list | sed -n 's/^\([a-z][a-z-]*\) .*/\1/p'); do
     read -r peak user system < <(resources "$effect")
     awk -v e="$effect" -v p="$peak" -v n="$none" -v u="$user" -v k="$system" \
-        'BEGIN { printf "| %s | %.0f | %.0f | %.2f |\n", e, p / 1024, (p - n) / 1024, u + k }'
+        'BEGIN { printf "| %s | %.0f | %.0f | %.2f |\n", e, p / 1024, (p > n ? p - n : 0) / 1024, u + k }'
 done
