@@ -1,6 +1,6 @@
 // Look-up tables that are drawn once, so that each frame finds there, with one unfiltered fetch,
-// what it would work out for every pixel. For software renderers, which take a fifth as long for
-// that as for a filtered fetch; the table holds what a filtered fetch gives, to the bit.
+// what it would work out for every pixel. For software renderers, which take a fourth as long for
+// that as for a filtered fetch; the table holds what a filtered fetch gives.
 //
 // Thread: the worker. Drawing a table leaves another program, framebuffer and viewport behind.
 #pragma once
