@@ -21,7 +21,7 @@ bench:
 	scripts/bench.sh
 
 fuzz:
-	scripts/install-packages.sh fuzz
+	scripts/install-packages.sh test
 	scripts/fuzz.sh
 
 install:

@@ -25,8 +25,6 @@ using testing_support::ProcessState;
 using testing_support::ReadProcessState;
 using testing_support::Service;
 
-constexpr long kMemoryBound = 1024;  // KiB
-
 // The round's effect: each of the catalog's in turn.
 android::String8 ParametersOf(int round) {
     constexpr std::size_t kCount = posteffect::kEffects.size() - 1;  // but "none"
@@ -120,7 +118,7 @@ TEST_P(Soak, LeavesNothingBehind) {
             EXPECT_EQ(state.descriptors, warm.descriptors);
             EXPECT_EQ(state.threads, warm.threads);
 #ifndef __SANITIZE_ADDRESS__  // which keeps freed memory for a while
-            EXPECT_LT(state.residentKiB - warm.residentKiB, kMemoryBound);
+            EXPECT_LT(state.residentKiB - warm.residentKiB, 1024);
 #endif
         }
     }
