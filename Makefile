@@ -20,7 +20,7 @@ bench:
 	scripts/bench.sh
 
 fuzz:
-	scripts/install-packages.sh fuzz
+	scripts/install-packages.sh test
 	scripts/fuzz.sh
 
 install:

@@ -23,9 +23,9 @@ if(POSTEFFECT_SANITIZE)
   target_compile_options(posteffect_flags INTERFACE
       -fsanitize=${POSTEFFECT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(posteffect_flags INTERFACE -fsanitize=${POSTEFFECT_SANITIZE})
-  if(POSTEFFECT_BUILD_FUZZERS)
-    # Fuzzers follow the branches of what they call.
-    target_compile_options(posteffect_flags INTERFACE -fsanitize=fuzzer-no-link)
+  if(POSTEFFECT_SANITIZE MATCHES "address" AND NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # What GCC says of itself.
+    target_compile_definitions(posteffect_flags INTERFACE __SANITIZE_ADDRESS__=1)
   endif()
 else()
   # Built files say nothing of the folder they were built in: packages come out the same anywhere.

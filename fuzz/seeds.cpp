@@ -83,6 +83,12 @@ void WritePictures(const Seeds& seeds) {
                         format->encode("seed", &picture, quality));
         }
     }
+    // 37000 x 37000, it says, and has the begin of an alpha plane.
+    Bytes canvas = {'R', 'I', 'F', 'F', 112, 0,   0,   0,   'W', 'E', 'B', 'P', 'V',
+                    'P', '8', 'X', 10,  0,   0,   0,   16,  0,   0,   0,   135, 144,
+                    0,   135, 144, 0,   'A', 'L', 'P', 'H', 31,  0,   0,   0};
+    canvas.resize(49);
+    seeds.write("picture", "canvas.webp", canvas);
 }
 
 void WriteBmps(const Seeds& seeds) {

@@ -16,34 +16,38 @@ struct Kept {
     int users;
 };
 
-// The one used last is the first.
-thread_local std::list<Kept> gKept;
+// The one used last is the first. Held by a pointer, and so there for a manager that goes after its
+// thread's objects: one of static storage. Null while nothing is kept.
+thread_local std::list<Kept>* gKept = nullptr;
 
 }  // namespace
 
 GLuint BorrowProgram(const std::string& vertexText, const std::string& fragmentText) {
-    const auto found = std::find_if(gKept.begin(), gKept.end(), [&](const Kept& kept) {
+    if (gKept == nullptr) return 0;
+    const auto found = std::find_if(gKept->begin(), gKept->end(), [&](const Kept& kept) {
         return kept.context == eglGetCurrentContext() && kept.fragmentText == fragmentText &&
                kept.vertexText == vertexText;
     });
-    if (found == gKept.end()) return 0;
-    gKept.splice(gKept.begin(), gKept, found);
+    if (found == gKept->end()) return 0;
+    gKept->splice(gKept->begin(), *gKept, found);
     ++found->users;
     return found->program;
 }
 
 void KeepProgram(const std::string& vertexText, const std::string& fragmentText, GLuint program) {
-    gKept.push_front({eglGetCurrentContext(), vertexText, fragmentText, program, 1});
+    if (gKept == nullptr) gKept = new std::list<Kept>;
+    gKept->push_front({eglGetCurrentContext(), vertexText, fragmentText, program, 1});
 }
 
 void ReturnProgram(GLuint program) {
-    const auto found = std::find_if(gKept.begin(), gKept.end(), [&](const Kept& kept) {
+    if (gKept == nullptr) return;
+    const auto found = std::find_if(gKept->begin(), gKept->end(), [&](const Kept& kept) {
         return kept.context == eglGetCurrentContext() && kept.program == program;
     });
-    if (found == gKept.end()) return;
+    if (found == gKept->end()) return;
     --found->users;
     std::size_t place = 0;
-    gKept.remove_if([&place](const Kept& kept) {
+    gKept->remove_if([&place](const Kept& kept) {
         if (++place <= kMostKept || kept.users != 0) return false;
         if (kept.context == eglGetCurrentContext()) glDeleteProgram(kept.program);
         return true;
@@ -51,9 +55,13 @@ void ReturnProgram(GLuint program) {
 }
 
 void DeleteKeptPrograms(EGLContext context) {
-    gKept.remove_if([context](const Kept& kept) {
+    if (gKept == nullptr) return;
+    gKept->remove_if([context](const Kept& kept) {
         if (kept.context != context) return false;
         if (kept.users == 0 && context == eglGetCurrentContext()) glDeleteProgram(kept.program);
         return true;
     });
+    if (!gKept->empty()) return;
+    delete gKept;
+    gKept = nullptr;
 }

@@ -15,14 +15,10 @@ if [[ "${1:-}" == demo ]]; then
     packages+=(imagemagick fonts-dejavu-core)
 fi
 if [[ "${1:-}" == test ]]; then
-    packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang-format clang-tidy
-        ffmpeg locales gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
-        gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-tools
-        gstreamer1.0-x xvfb chromium)
-fi
-
-if [[ "${1:-}" == fuzz ]]; then
-    packages+=(clang)
+    packages+=(libgtest-dev libgmock-dev libbenchmark-dev binutils clang libclang-rt-dev
+        clang-format clang-tidy ffmpeg locales gstreamer1.0-plugins-base
+        gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-plugins-ugly gstreamer1.0-libav
+        gstreamer1.0-tools gstreamer1.0-x xvfb chromium)
 fi
 if [[ "${1:-}" == packages ]]; then
     packages+=(dpkg-dev fakeroot file)

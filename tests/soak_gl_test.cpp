@@ -31,9 +31,11 @@ using testing_support::ProcessState;
 using testing_support::ReadProcessState;
 using testing_support::Service;
 
-constexpr long kMemoryBound = 1024;       // KiB, of whole runs
-constexpr long kShortMemoryBound = 2048;  // of short ones, where how the heap lies tells
-constexpr long kHeapBound = 65536;        // bytes
+// Not of use where sanitizers keep what was freed.
+[[maybe_unused]] constexpr long kMemoryBound = 1024;  // KiB, of whole runs
+[[maybe_unused]] constexpr long kShortMemoryBound =
+    2048;                                            // of short ones, where how the heap lies tells
+[[maybe_unused]] constexpr long kHeapBound = 65536;  // bytes
 
 // The round's effect: each of the catalog's in turn.
 android::String8 ParametersOf(int round) {

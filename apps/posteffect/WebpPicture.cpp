@@ -31,13 +31,11 @@ bool IsWebp(const FileBytes& file) {
     return BeginsWith(file, "RIFF", 4) && BeginsWith(file, "WEBP", 4, 8);
 }
 
-Metadata ReadChunks(const FileBytes& file) {
+Metadata ReadChunks(const WebPDemuxer* demuxer) {
     Metadata metadata;
-    const WebPData data = {file.data(), file.size()};
-    const std::unique_ptr<WebPDemuxer, Free> demuxer(WebPDemux(&data));
     for (const Chunk& chunk : kChunks) {
         WebPChunkIterator at = {};
-        if (demuxer && WebPDemuxGetChunk(demuxer.get(), chunk.name, 1, &at)) {
+        if (WebPDemuxGetChunk(demuxer, chunk.name, 1, &at)) {
             (metadata.*chunk.bytes).assign(at.chunk.bytes, at.chunk.bytes + at.chunk.size);
         }
         WebPDemuxReleaseChunkIterator(&at);
@@ -53,6 +51,10 @@ Picture DecodeWebp(const std::string& name, const FileBytes& file) {
         throw Failure(kExitUnsupported, name, "moving WebP: save one of its pictures first");
     }
     CheckPictureSize(name, features.width, features.height);
+    // It knows headers whose size no picture bears out, before memory is touched for it.
+    const WebPData data = {file.data(), file.size()};
+    const std::unique_ptr<WebPDemuxer, Free> demuxer(WebPDemux(&data));
+    if (!demuxer) throw damaged;
     Picture picture;
     picture.lossless = features.format == kLosslessFormat;
     picture.rgba.size = {features.width, features.height};
@@ -65,7 +67,7 @@ Picture DecodeWebp(const std::string& name, const FileBytes& file) {
     }
     // What is stored as alpha beside the word that there is none.
     if (picture.rgba.opaque) MakeOpaque(&picture.rgba);
-    picture.segments = MakeSegments(ReadChunks(file));
+    picture.segments = MakeSegments(ReadChunks(demuxer.get()));
     return picture;
 }
 
