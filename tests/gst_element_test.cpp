@@ -30,12 +30,14 @@ struct Unref {
 class Pipeline {
   public:
     explicit Pipeline(const std::string& middle) {
-        const std::string text =
-            "appsrc name=in format=time ! " + middle + " ! appsink name=out sync=false";
+        const std::string text = "appsrc name=in format=time stream-type=seekable ! " + middle +
+                                 " ! appsink name=out sync=false";
         m_pipeline.reset(gst_parse_launch(text.c_str(), nullptr));
         EXPECT_NE(m_pipeline, nullptr) << text;
         m_source = byName("in");
         m_sink = byName("out");
+        constexpr auto kAnyPlace = +[](GstAppSrc*, guint64, gpointer) -> gboolean { return TRUE; };
+        g_signal_connect(m_source.get(), "seek-data", G_CALLBACK(kAnyPlace), nullptr);
         gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
     }
     ~Pipeline() { gst_element_set_state(m_pipeline.get(), GST_STATE_NULL); }
@@ -95,8 +97,8 @@ class Pipeline {
         gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
     }
     void flush() {
-        gst_element_send_event(m_source.get(), gst_event_new_flush_start());
-        gst_element_send_event(m_source.get(), gst_event_new_flush_stop(TRUE));
+        EXPECT_TRUE(
+            gst_element_seek_simple(m_pipeline.get(), GST_FORMAT_TIME, GST_SEEK_FLAG_FLUSH, 0));
     }
 
   private:

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -22,13 +23,15 @@ class CommaLocale {
         const std::string make = "localedef -i de_DE -f UTF-8 " + m_folder + "/de_DE.UTF-8";
         EXPECT_EQ(std::system(make.c_str()), 0) << "the package locales is missing";
         setenv("LOCPATH", folder, 1);
-        std::locale::global(std::locale("de_DE.UTF-8"));
+        std::setlocale(LC_ALL, "de_DE.UTF-8");
+        std::locale::global(std::locale(std::locale::classic(), new Comma));
         char text[8];
         std::snprintf(text, sizeof text, "%.1f", 0.5);
         EXPECT_STREQ(text, "0,5");
     }
     ~CommaLocale() {
         std::locale::global(std::locale::classic());
+        std::setlocale(LC_ALL, "C");
         unsetenv("LOCPATH");
         std::filesystem::remove_all(m_folder);
     }
@@ -36,6 +39,11 @@ class CommaLocale {
     CommaLocale& operator=(const CommaLocale&) = delete;
 
   private:
+    // As a named locale it would leak a few bytes of the C library's.
+    struct Comma : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+    };
+
     std::string m_folder;
 };
 
