@@ -10,71 +10,24 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/FrameColors.h"
 #include "tests/support/GuardedBuffer.h"
 
 namespace {
 
-using posteffect::ColorConversion;
 using posteffect::ColorMatrix;
 using posteffect::ColorRange;
 using posteffect::FrameColor;
 using posteffect::FrameFilter;
 using posteffect::FrameView;
 using posteffect::kEffects;
+using testing_support::Byte;
 using testing_support::GuardedBuffer;
+using testing_support::kColors;
+using testing_support::Name;
+using testing_support::Samples;
 
-constexpr FrameColor kColors[] = {
-    {ColorRange::kFull, ColorMatrix::kBt601},     {ColorRange::kLimited, ColorMatrix::kBt601},
-    {ColorRange::kFull, ColorMatrix::kBt709},     {ColorRange::kLimited, ColorMatrix::kBt709},
-    {ColorRange::kLimited, ColorMatrix::kBt2020}, {ColorRange::kFull, ColorMatrix::kBt2020},
-};
-
-std::string Name(const FrameColor& color) {
-    const char* const matrices[] = {"601", "709", "2020"};
-    return std::string(color.range == ColorRange::kFull ? "full " : "limited ") +
-           matrices[static_cast<int>(color.matrix)];
-}
-
-// Y, U, V samples of a colour, not rounded.
-std::array<double, 3> Samples(const std::array<double, 3>& rgb, const FrameColor& color) {
-    const std::array<std::array<double, 2>, 3> weights = {
-        {{0.299, 0.114}, {0.2126, 0.0722}, {0.2627, 0.0593}}};
-    const auto [red, blue] = weights[static_cast<std::size_t>(color.matrix)];
-    const double y = red * rgb[0] + (1.0 - red - blue) * rgb[1] + blue * rgb[2];
-    const double u = (rgb[2] - y) / (2.0 * (1.0 - blue));
-    const double v = (rgb[0] - y) / (2.0 * (1.0 - red));
-    if (color.range == ColorRange::kFull) return {255 * y, 128 + 255 * u, 128 + 255 * v};
-    return {16 + 219 * y, 128 + 224 * u, 128 + 224 * v};
-}
-
-uint8_t Byte(double sample) {
-    return static_cast<uint8_t>(std::lround(std::clamp(sample, 0.0, 255.0)));
-}
-
-TEST(FrameColor, EveryKindBecomesEveryOther) {
-    for (const FrameColor& from : kColors) {
-        for (const FrameColor& to : kColors) {
-            SCOPED_TRACE(Name(from) + " to " + Name(to));
-            const ColorConversion conversion(from, to);
-            EXPECT_EQ(conversion.isIdentity(), from == to);
-            for (int i = 0; i < 6 * 6 * 6; ++i) {
-                const std::array<double, 3> rgb = {i % 6 / 5.0, i / 6 % 6 / 5.0, i / 36 / 5.0};
-                const auto in = Samples(rgb, from);
-                const auto expected = Samples(rgb, to);
-                const uint8_t y = Byte(in[0]);
-                const uint8_t u = Byte(in[1]);
-                const uint8_t v = Byte(in[2]);
-                uint8_t out[3];
-                conversion.luma(&out[0], &y, &u, &v, 1, 1);
-                conversion.chroma(&out[1], &out[2], 1, &u, &v, 1, 1);
-                // The input's own rounding, up to half a level in each of its samples, is in it.
-                EXPECT_NEAR(out[0], std::clamp(expected[0], 0.0, 255.0), 1.3);
-                EXPECT_NEAR(out[1], std::clamp(expected[1], 0.0, 255.0), 1.3);
-                EXPECT_NEAR(out[2], std::clamp(expected[2], 0.0, 255.0), 1.3);
-            }
-        }
-    }
-}
+constexpr uint8_t kPad = 0x5A;
 
 enum Layout { kNv21, kNv12, kI420 };
 
@@ -132,8 +85,6 @@ class Frame {
     FrameView view;
 
   private:
-    static constexpr uint8_t kPad = 0x5A;
-
     static std::size_t Bytes(int stride, int rows, int last) {
         return static_cast<std::size_t>(stride * (rows - 1) + last);
     }

@@ -1,14 +1,11 @@
 #include "apps/common/FrameColor.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
 
 namespace posteffect {
 namespace {
-
-constexpr int kFraction = 16;  // bits of the fixed point
 
 // What luma takes of red and of blue.
 struct Weights {
@@ -63,10 +60,6 @@ Matrix Combine(const Weights& from, const Weights& to) {
     return result;
 }
 
-std::uint8_t Clamped(std::int32_t fixed) {
-    return static_cast<std::uint8_t>(std::clamp(fixed >> kFraction, 0, 255));
-}
-
 }  // namespace
 
 ColorConversion::ColorConversion(const FrameColor& from, const FrameColor& to)
@@ -76,7 +69,7 @@ ColorConversion::ColorConversion(const FrameColor& from, const FrameColor& to)
                                      ChromaScale(from.range)};
     const std::array<Scale, 3> out = {LumaScale(to.range), ChromaScale(to.range),
                                       ChromaScale(to.range)};
-    Row* const rows[] = {&m_y, &m_u, &m_v};
+    ColorSum* const rows[] = {&m_y, &m_u, &m_v};
     for (std::size_t i = 0; i < 3; ++i) {
         std::array<double, 3> factors{};
         double offset = out[i].zero + 0.5;  // the half rounds
@@ -85,7 +78,7 @@ ColorConversion::ColorConversion(const FrameColor& from, const FrameColor& to)
             offset -= factors[k] * in[k].zero;
         }
         const auto fixed = [](double value) {
-            return static_cast<std::int32_t>(std::lround(value * (1 << kFraction)));
+            return static_cast<std::int32_t>(std::lround(value * (1 << ColorSum::kFraction)));
         };
         *rows[i] = {fixed(factors[0]), fixed(factors[1]), fixed(factors[2]), fixed(offset)};
     }
@@ -93,33 +86,19 @@ ColorConversion::ColorConversion(const FrameColor& from, const FrameColor& to)
 
 void ColorConversion::luma(std::uint8_t* to, const std::uint8_t* from, const std::uint8_t* u,
                            const std::uint8_t* v, int step, int width) const {
+    const auto count = static_cast<std::size_t>(width);
     if (m_identity) {
-        std::memcpy(to, from, static_cast<std::size_t>(width));
-        return;
-    }
-    const Row row = m_y;
-    if (row.u == 0 && row.v == 0) {
-        for (int x = 0; x < width; ++x) to[x] = Clamped(from[x] * row.y + row.offset);
-        return;
-    }
-    for (int x = 0; x < width; ++x) {
-        const int pair = x / 2 * step;
-        to[x] = Clamped(from[x] * row.y + u[pair] * row.u + v[pair] * row.v + row.offset);
+        std::memcpy(to, from, count);
+    } else {
+        ConvertLumaRow(to, from, {u, v, step}, count, m_y);
     }
 }
 
 void ColorConversion::chroma(std::uint8_t* toU, std::uint8_t* toV, int toStep,
                              const std::uint8_t* fromU, const std::uint8_t* fromV, int fromStep,
                              int count) const {
-    const Row ru = m_u;
-    const Row rv = m_v;
-    for (int i = 0; i < count;
-         ++i, toU += toStep, toV += toStep, fromU += fromStep, fromV += fromStep) {
-        const std::int32_t u = *fromU;
-        const std::int32_t v = *fromV;
-        *toU = m_identity ? *fromU : Clamped(u * ru.u + v * ru.v + ru.offset);
-        *toV = m_identity ? static_cast<std::uint8_t>(v) : Clamped(u * rv.u + v * rv.v + rv.offset);
-    }
+    ConvertChromaRow({toU, toV, toStep}, {fromU, fromV, fromStep}, static_cast<std::size_t>(count),
+                     m_u, m_v);
 }
 
 }  // namespace posteffect

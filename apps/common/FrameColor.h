@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "apps/common/FrameColorRows.h"
+
 namespace posteffect {
 
 enum class ColorRange { kFull, kLimited };
@@ -40,14 +42,10 @@ class ColorConversion {
                 const std::uint8_t* fromV, int fromStep, int count) const;
 
   private:
-    struct Row {
-        std::int32_t y, u, v, offset;
-    };
-
     bool m_identity;
-    Row m_y{};
-    Row m_u{};
-    Row m_v{};
+    ColorSum m_y{};
+    ColorSum m_u{};
+    ColorSum m_v{};
 };
 
 }  // namespace posteffect
