@@ -24,7 +24,6 @@
 #include "tests/support/CaptureImage.h"
 #include "tests/support/EffectRunner.h"
 #include "tests/support/EffectTest.h"
-#include "tests/support/GLObjectCount.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/PictureModel.h"
 
@@ -38,7 +37,6 @@ using testing_support::Compare;
 using testing_support::Difference;
 using testing_support::ExpectAgrees;
 using testing_support::InitEffect;
-using testing_support::LiveGLObjects;
 using testing_support::LogCapture;
 using testing_support::PixelEffect;
 using testing_support::Preview;
@@ -454,23 +452,6 @@ TEST_F(ColorEffects, AMissingFileFailsTheEffectWithItsMessageAndTheNextOneWorks)
             EXPECT_FALSE(m_manager.hasEffect());
             EXPECT_TRUE(m_manager.ChooseEffect(9, capture));
         }
-    }
-    m_manager.Deinit();
-}
-
-TEST_F(ColorEffects, SwitchingThroughAllOfThemLeaksNothing) {
-    CaptureImage image(64, 64);
-    Source source(image, 64, 64);
-    const android::sp<android::GraphicBuffer> buffer(new android::GraphicBuffer(64, 64, 1, 0x130));
-    ASSERT_TRUE(m_manager.Init(buffer->getNativeBuffer(), 64, 64, 0, 0, 0, 64, 64, &source));
-    int live = 0;
-    for (int round = 0; round < 200; ++round) {
-        for (const unsigned effect : {1U, 4U, 6U, 9U, 10U, 11U, 12U, 13U, 14U, 15U, 16U}) {
-            ASSERT_TRUE(m_manager.ChooseEffect(effect, 0));
-            EXPECT_TRUE(m_manager.ProcFrame(0U, 0U, 0, 0));
-        }
-        if (round == 0) live = LiveGLObjects();
-        EXPECT_EQ(LiveGLObjects(), live);
     }
     m_manager.Deinit();
 }

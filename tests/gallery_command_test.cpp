@@ -260,7 +260,7 @@ TEST_F(Commands, InspectKnowsOtherFormatsByTheirHeaders) {
         EXPECT_EQ(facts["size"], json({{"width", row.width}, {"height", row.height}}));
         EXPECT_EQ(facts["can_be_filtered"], false);
         // A header that ends early tells less, and breaks nothing.
-        for (std::size_t length = 12; length < row.file.size(); ++length) {
+        for (std::size_t length = 12; length < row.file.size(); length += 3) {
             m_folder.write("in", ToBytes(row.file.substr(0, length)));
             EXPECT_EQ(run({"inspect", "in"}).exitCode, 0);
         }

@@ -235,7 +235,7 @@ INSTANTIATE_TEST_SUITE_P(Loads, Soak,
                                          Load{"day", FramesOfOneEffect, 10, 5200, 10},
                                          Load{"captures", CapturesOfChangingEffects, 144, 1008},
                                          Load{"starts", StartsAndStops, 72, 1008},
-                                         Load{"services", TwoInterleaved, 108, 504},
+                                         Load{"services", TwoInterleaved, 72, 504},
                                          Load{"four", FourInterleaved, 16, 200}),
                          [](const auto& load) { return std::string(load.param.name); });
 
