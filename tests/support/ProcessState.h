@@ -23,8 +23,9 @@ inline ProcessState ReadProcessState() {
         const std::filesystem::directory_iterator all(folder);
         return std::distance(begin(all), end(all));
     };
+    const struct mallinfo2 heap = mallinfo2();
     ProcessState state{entries("/proc/self/fd"), entries("/proc/self/task"), 0,
-                       static_cast<long>(mallinfo2().uordblks)};
+                       static_cast<long>(heap.uordblks + heap.hblkhd)};
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
         if (line.rfind("VmRSS:", 0) == 0) state.residentKiB = std::stol(line.substr(6));
