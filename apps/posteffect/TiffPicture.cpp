@@ -199,8 +199,8 @@ Picture DecodeTiff(const std::string& name, const FileBytes& file) {
     RgbaPixels& rgba = picture.rgba;
     rgba.size = {static_cast<int>(width), static_cast<int>(height)};
     rgba.opaque = alpha.opaque;
-    rgba.bytes.assign(static_cast<std::size_t>(rgba.stride()) * height,
-                      0);  // strips may be missing
+    rgba.bytes = PixelBytes(static_cast<std::size_t>(rgba.stride()) * height,
+                            0);  // strips may be missing
     // Asked for as it is stored: turning is for who asks for the orientation.
     if (TIFFReadRGBAImageOriented(tiff.get(), width, height,
                                   reinterpret_cast<std::uint32_t*>(rgba.bytes.data()), orientation,
