@@ -16,8 +16,11 @@ class PixelBytes {
   public:
     PixelBytes() = default;
     explicit PixelBytes(std::size_t size) : m_bytes(Allocate(size)), m_size(size) {}
-    PixelBytes(std::size_t size, std::uint8_t value) : PixelBytes(size) {
-        std::fill(begin(), end(), value);
+    // All zeros: large memory comes so from the system, and stays untouched until it is written.
+    static PixelBytes Cleared(std::size_t size) {
+        PixelBytes bytes(size);
+        if (size < kLarge) std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
+        return bytes;
     }
     PixelBytes(const PixelBytes& other) : PixelBytes(other.size()) {
         std::copy(other.begin(), other.end(), begin());
