@@ -62,6 +62,7 @@ TEST(BadFiles, AFolderFullOfThemLosesNoGoodPhoto) {
         folder, POSTEFFECT_COMMAND,
         {"photo", "in", "-o", "out/", "-e", "none", "--quality=keep", "--keep-going", "--jobs=2"});
     EXPECT_EQ(outcome.exitCode, posteffect::kExitSomeFailed);
+    EXPECT_LT(outcome.peakKiB, 1L << 20);
     std::map<std::string, int> told;
     std::vector<std::string> lines = Lines(outcome.errors);
     ASSERT_FALSE(lines.empty());

@@ -43,7 +43,7 @@ struct Timing {
 SemiPlanarFrame MakeFrame(Size size) {
     SemiPlanarFrame frame;
     frame.size = size;
-    frame.bytes.resize(frame.lumaBytes() / 2 * 3);
+    frame.bytes = PixelBytes(frame.lumaBytes() / 2 * 3);
     std::uint32_t state = 1;
     for (std::uint8_t& byte : frame.bytes) {
         state = state * 1664525U + 1013904223U;

@@ -64,7 +64,7 @@ RgbaPixels Turned(RgbaPixels rgba, int orientation) {
     RgbaPixels turned;
     turned.opaque = rgba.opaque;
     turned.size = SwapsSides(orientation) ? Size{rgba.size.height, rgba.size.width} : rgba.size;
-    turned.bytes.resize(rgba.bytes.size());
+    turned.bytes = PixelBytes(rgba.bytes.size());
     Plane channel(rgba.size.width, rgba.size.height);
     for (std::size_t c = 0; c < 4; ++c) {
         for (std::size_t i = 0; i < channel.bytes.size(); ++i) {
@@ -120,8 +120,8 @@ void MakeRgba(Picture* picture) {
     RgbaPixels rgba;
     rgba.size = planes.size();
     rgba.opaque = picture->alpha.bytes.empty();
-    rgba.bytes.resize(static_cast<std::size_t>(rgba.stride()) *
-                      static_cast<std::size_t>(rgba.size.height));
+    rgba.bytes = PixelBytes(static_cast<std::size_t>(rgba.stride()) *
+                            static_cast<std::size_t>(rgba.size.height));
     ForEachBand(rgba.size.height, [&](int y, int rows) {
         libyuv::J420ToABGR(planes.y.row(y), planes.y.stride, planes.u.row(y / 2), planes.u.stride,
                            planes.v.row(y / 2), planes.v.stride, rgba.row(y), rgba.stride(),
@@ -170,8 +170,8 @@ YuvPicture ShrinkPicture(const Picture& picture, Size size) {
     if (!picture.rgba.bytes.empty() && scalable) {
         RgbaPixels small;
         small.size = size;
-        small.bytes.resize(static_cast<std::size_t>(small.stride()) *
-                           static_cast<std::size_t>(size.height));
+        small.bytes = PixelBytes(static_cast<std::size_t>(small.stride()) *
+                                 static_cast<std::size_t>(size.height));
         libyuv::ARGBScale(picture.rgba.row(0), picture.rgba.stride(), picture.rgba.size.width,
                           picture.rgba.size.height, small.row(0), small.stride(), size.width,
                           size.height, libyuv::kFilterBox);

@@ -181,10 +181,12 @@ void DescribeTiff(const std::string&, const Bytes& file, PictureFacts* facts) {
     constexpr std::uint32_t kHeight = 257;
     constexpr std::uint32_t kOrientation = 274;
     constexpr std::uint32_t kShort = 3;
+    constexpr std::size_t kEntryBytes = 12;
     const ByteReader bytes(file, file[0] == 'M');
     const std::size_t directory = bytes.u32(4);
-    for (std::size_t i = 0; i < bytes.u16(directory); ++i) {
-        const std::size_t entry = directory + 2 + i * 12;
+    const std::size_t end =
+        std::min(file.size(), directory + 2 + bytes.u16(directory) * kEntryBytes);
+    for (std::size_t entry = directory + 2; entry < end; entry += kEntryBytes) {
         const auto value = static_cast<int>(
             (bytes.u16(entry + 2) == kShort ? bytes.u16(entry + 8) : bytes.u32(entry + 8)) &
             0x7FFFFFFFU);

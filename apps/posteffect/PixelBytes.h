@@ -4,61 +4,76 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <new>
 #include <utility>
-#include <vector>
 
 namespace posteffect {
 
-template <typename T>
-class PixelAllocator {
+class PixelBytes {
   public:
-    using value_type = T;
+    PixelBytes() = default;
+    explicit PixelBytes(std::size_t size) : m_bytes(Allocate(size)), m_size(size) {}
+    // All zeros: large memory comes so from the system, and stays untouched until it is written.
+    static PixelBytes Cleared(std::size_t size) {
+        PixelBytes bytes(size);
+        if (size < kLarge) std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
+        return bytes;
+    }
+    PixelBytes(const PixelBytes& other) : PixelBytes(other.size()) {
+        std::copy(other.begin(), other.end(), begin());
+    }
+    // What was moved away leaves nothing.
+    PixelBytes(PixelBytes&& other) noexcept { swap(other); }
+    PixelBytes& operator=(PixelBytes other) noexcept {
+        swap(other);
+        return *this;
+    }
+    ~PixelBytes() {
+        if (m_size < kLarge) {
+            ::operator delete(m_bytes);
+        } else {
+            munmap(m_bytes, m_size);
+        }
+    }
 
-    PixelAllocator() = default;
-    template <typename U>
-    explicit PixelAllocator(const PixelAllocator<U>&) {}
+    void swap(PixelBytes& other) noexcept {
+        std::swap(m_bytes, other.m_bytes);
+        std::swap(m_size, other.m_size);
+    }
 
-    T* allocate(std::size_t count) {
-        if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) throw std::bad_alloc();
-        const std::size_t size = count * sizeof(T);
-        if (size < kLarge) return static_cast<T*>(::operator new(size));
+    std::size_t size() const { return m_size; }
+    bool empty() const { return m_size == 0; }
+    std::uint8_t* data() { return m_bytes; }
+    const std::uint8_t* data() const { return m_bytes; }
+    std::uint8_t* begin() { return data(); }
+    const std::uint8_t* begin() const { return data(); }
+    std::uint8_t* end() { return data() + size(); }
+    const std::uint8_t* end() const { return data() + size(); }
+    std::uint8_t& operator[](std::size_t index) { return m_bytes[index]; }
+    const std::uint8_t& operator[](std::size_t index) const { return m_bytes[index]; }
+
+    friend bool operator==(const PixelBytes& a, const PixelBytes& b) {
+        return std::equal(a.begin(), a.end(), b.begin(), b.end());
+    }
+
+  private:
+    static constexpr std::size_t kLarge = std::size_t{4} << 20;  // two large pages
+
+    static std::uint8_t* Allocate(std::size_t size) {
+        if (size < kLarge) return static_cast<std::uint8_t*>(::operator new(size));
         // Straight from the system, which has it back at once.
         void* memory =
             mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (memory == MAP_FAILED) throw std::bad_alloc();
         madvise(memory, size, MADV_HUGEPAGE);  // a wish
-        return static_cast<T*>(memory);
-    }
-    void deallocate(T* memory, std::size_t count) {
-        const std::size_t size = count * sizeof(T);
-        if (size < kLarge) {
-            ::operator delete(memory);
-        } else {
-            munmap(memory, size);
-        }
+        return static_cast<std::uint8_t*>(memory);
     }
 
-    // Elements without a value are left as the memory has them.
-    template <typename U>
-    void construct(U* place) {
-        ::new (static_cast<void*>(place)) U;
-    }
-    template <typename U, typename... Values>
-    void construct(U* place, Values&&... values) {
-        ::new (static_cast<void*>(place)) U(std::forward<Values>(values)...);
-    }
-
-    friend bool operator==(const PixelAllocator&, const PixelAllocator&) { return true; }
-    friend bool operator!=(const PixelAllocator&, const PixelAllocator&) { return false; }
-
-  private:
-    static constexpr std::size_t kLarge = std::size_t{4} << 20;  // two large pages
+    std::uint8_t* m_bytes = nullptr;
+    std::size_t m_size = 0;
 };
-
-using PixelBytes = std::vector<std::uint8_t, PixelAllocator<std::uint8_t>>;
 
 }  // namespace posteffect

@@ -135,7 +135,7 @@ Picture PngReader::read() {
                  static_cast<int>(png_get_image_height(m_png, m_info))};
     rgba.opaque = m_opaque;
     const auto height = static_cast<std::size_t>(rgba.size.height);
-    rgba.bytes.resize(static_cast<std::size_t>(rgba.stride()) * height);
+    rgba.bytes = PixelBytes(static_cast<std::size_t>(rgba.stride()) * height);
     std::vector<png_bytep> rows(height);
     for (std::size_t y = 0; y < height; ++y) rows[y] = rgba.row(static_cast<int>(y));
     guard([&] {

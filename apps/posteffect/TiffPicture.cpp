@@ -138,14 +138,19 @@ AlphaKind TakeAlpha(TIFF* tiff) {
     return {false, multiplied};
 }
 
+int CompressionOf(TIFF* tiff) {
+    std::uint16_t compression = COMPRESSION_NONE;
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+    return compression;
+}
+
 // Whether no file of this length can hold so many rows, before there is memory for them.
 bool IsTooShort(TIFF* tiff, std::uint32_t height, std::size_t fileBytes) {
     constexpr std::uint64_t kMostExpansion = 3000;  // of what follows, and some more
     constexpr int kKnown[] = {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_DEFLATE,
                               COMPRESSION_ADOBE_DEFLATE, COMPRESSION_PACKBITS};
-    std::uint16_t compression = COMPRESSION_NONE;
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
-    return std::find(std::begin(kKnown), std::end(kKnown), compression) != std::end(kKnown) &&
+    return std::find(std::begin(kKnown), std::end(kKnown), CompressionOf(tiff)) !=
+               std::end(kKnown) &&
            TIFFScanlineSize64(tiff) * height / kMostExpansion > fileBytes;
 }
 
@@ -183,6 +188,12 @@ Picture DecodeTiff(const std::string& name, const FileBytes& file) {
         throw Failure(kExitUnreadable, name,
                       "damaged or truncated TIFF (too short for its size): get a complete copy");
     }
+    const int compression = CompressionOf(tiff.get());
+    if (TIFFIsCODECConfigured(static_cast<std::uint16_t>(compression)) == 0) {
+        throw Failure(kExitUnsupported, name,
+                      "unsupported kind of TIFF (compression " + std::to_string(compression) +
+                          "): save it with deflate, or without compression");
+    }
     char reason[1024] = {};
     if (TIFFRGBAImageOK(tiff.get(), reason) == 0) {
         throw Failure(kExitUnsupported, name,
@@ -199,8 +210,8 @@ Picture DecodeTiff(const std::string& name, const FileBytes& file) {
     RgbaPixels& rgba = picture.rgba;
     rgba.size = {static_cast<int>(width), static_cast<int>(height)};
     rgba.opaque = alpha.opaque;
-    rgba.bytes.assign(static_cast<std::size_t>(rgba.stride()) * height,
-                      0);  // strips may be missing
+    // Strips may be missing; those that a file has not are not paid for.
+    rgba.bytes = PixelBytes::Cleared(static_cast<std::size_t>(rgba.stride()) * height);
     // Asked for as it is stored: turning is for who asks for the orientation.
     if (TIFFReadRGBAImageOriented(tiff.get(), width, height,
                                   reinterpret_cast<std::uint32_t*>(rgba.bytes.data()), orientation,

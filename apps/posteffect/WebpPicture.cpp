@@ -59,8 +59,8 @@ Picture DecodeWebp(const std::string& name, const FileBytes& file) {
     picture.lossless = features.format == kLosslessFormat;
     picture.rgba.size = {features.width, features.height};
     picture.rgba.opaque = !features.has_alpha;
-    picture.rgba.bytes.resize(static_cast<std::size_t>(picture.rgba.stride()) *
-                              static_cast<std::size_t>(features.height));
+    picture.rgba.bytes = PixelBytes(static_cast<std::size_t>(picture.rgba.stride()) *
+                                    static_cast<std::size_t>(features.height));
     if (!WebPDecodeRGBAInto(file.data(), file.size(), picture.rgba.bytes.data(),
                             picture.rgba.bytes.size(), picture.rgba.stride())) {
         throw damaged;

@@ -19,7 +19,7 @@ void PadRow(std::uint8_t* row, std::size_t left, std::size_t length, std::size_t
 
 // Frees what a plane holds; its size stays.
 void Release(Plane* plane) {
-    PixelBytes().swap(plane->bytes);
+    plane->bytes = {};
 }
 
 }  // namespace
@@ -30,7 +30,7 @@ SemiPlanarFrame TakeSemiPlanar(YuvPicture* picture, SidePadding padding) {
     Plane& v = picture->v;
     SemiPlanarFrame frame;
     frame.size = {RoundUp(luma.width, 2) + padding.left + padding.right, RoundUp(luma.height, 2)};
-    frame.bytes.resize(frame.lumaBytes() / 2 * 3);
+    frame.bytes = PixelBytes(frame.lumaBytes() / 2 * 3);
 
     const auto width = static_cast<std::size_t>(frame.size.width);
     const auto left = static_cast<std::size_t>(padding.left);

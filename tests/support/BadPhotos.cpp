@@ -478,6 +478,14 @@ void AddTiffs(Collection* all) {
         changed[change.field] = change.to;
         add("field-" + std::to_string(change.to.tag), make(changed), change.fate);
     }
+    // More than a machine has, in a coding that nobody knows, or that an empty strip may have.
+    for (const std::uint32_t coding : {2048U, 4U}) {
+        std::vector<Field> huge = fields;
+        huge[0].value = huge[1].value = 37000;
+        huge[2].value = 1;
+        huge[3].value = coding;
+        add("huge", make(huge), Fate::kEither);
+    }
     // A fourth sample that is said to be of no kind.
     add("sample", With(whole, Find(whole, Entry(338, 3, 1, 2)) + 8, {0}), Fate::kRead);
     add("big", With(whole, 2, {43}));

@@ -134,7 +134,9 @@ Outcome RunProgram(const TestFolder& folder, const std::string& program,
     feeder.join();
     reader.join();
     int status = 0;
-    waitpid(child, &status, 0);
+    rusage used{};
+    wait4(child, &status, 0, &used);
+    outcome.peakKiB = used.ru_maxrss;
     outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     return outcome;
 }

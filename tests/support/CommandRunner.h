@@ -28,6 +28,7 @@ struct Outcome {
     int exitCode = -1;  // minus the signal when one ended it
     Bytes output;
     std::string errors;
+    long peakKiB = 0;  // of resident memory
 };
 
 struct RunOptions {

@@ -4,9 +4,11 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 namespace testing_support {
 
@@ -29,6 +31,19 @@ inline ProcessState ReadProcessState() {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
         if (line.rfind("VmRSS:", 0) == 0) state.residentKiB = std::stol(line.substr(6));
+    }
+    return state;
+}
+
+// Once the renderer's own threads have done what they still had to, such as writing its cache.
+inline ProcessState ReadSettledProcessState() {
+    ProcessState state = ReadProcessState();
+    for (int tries = 0; tries < 100; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        const ProcessState next = ReadProcessState();
+        const bool settled = next.heapBytes == state.heapBytes;
+        state = next;
+        if (settled) break;
     }
     return state;
 }
