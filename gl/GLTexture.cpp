@@ -115,7 +115,9 @@ bool GLTexture::InitStreaming(unsigned format, unsigned type, unsigned width, un
         LOG_ERROR(gLog, "[%s] can't allocate graphics buffer", "Init");
         return false;
     }
-    return Init(m_spBuffer->getNativeBuffer(), format, type, width, height);
+    ANativeWindowBuffer* native = m_spBuffer->getNativeBuffer();
+    m_pData = private_handle_t::dynamicCast(native->handle)->base;
+    return Init(native, format, type, width, height);
 }
 
 bool GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type, unsigned width,
