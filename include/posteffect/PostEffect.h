@@ -62,9 +62,10 @@ class IPostEffect {
     // ("GPU-effect=4;GE-param0=50,0,0,0;GE-param1=480,272,912,272").
     virtual int setParameters(const android::String8& params) = 0;
 
-    // Shows only this rectangle of the frames to come, enlarged to the whole frame. In pixels of
-    // the frame that is processed next: send it again when a capture has another size than the
-    // preview. Does nothing (0) without an effect.
+    // Shows only this rectangle of the frames to come, enlarged to the whole frame, with the
+    // effects that can. In pixels of the frame that is processed next: send it again when a capture
+    // has another size than the preview. Previews lose it with each change of effect or size, and
+    // with each capture. Does nothing (0) without an effect.
     virtual int setCrop(int x, int y, int width, int height) = 0;
 };
 
