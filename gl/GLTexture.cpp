@@ -65,6 +65,13 @@ void GLTexture::DestroyImage() {
     m_image = nullptr;
 }
 
+// A second Init replaces what the first one made. The name may be another's from here on.
+void GLTexture::ReleaseTexture() {
+    DestroyImage();
+    if (m_nTexture != kUnset) glDeleteTextures(1, &m_nTexture);
+    m_nTexture = kUnset;
+}
+
 bool GLTexture::Init(unsigned format, unsigned type, unsigned width, unsigned height,
                      unsigned char ST) {
     LOG_INFO(gLog, "[%s] enter", "Init");
@@ -76,6 +83,7 @@ bool GLTexture::Init(unsigned format, unsigned type, unsigned width, unsigned he
 }
 
 bool GLTexture::InitNormal(unsigned format, unsigned type, unsigned width, unsigned height) {
+    ReleaseTexture();
     glGenTextures(1, &m_nTexture);
     if (!CheckGLError("GLTexture::Init", "glGenTextures")) return false;
     glBindTexture(m_nTarget, m_nTexture);
@@ -136,10 +144,7 @@ bool GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type
     if (display != g_eglDisplay) ReportUnequal("Init", "display");
     if (context != g_eglContext) ReportUnequal("Init", "context");
 
-    // A second Init replaces what the first one made.
-    DestroyImage();
-    if (m_nTexture != kUnset) glDeleteTextures(1, &m_nTexture);
-
+    ReleaseTexture();
     const platform::Extensions& extensions = platform::ContextExtensions();
     constexpr EGLint kAttributes[] = {EGL_IMAGE_PRESERVED_KHR, EGL_TRUE, EGL_NONE, EGL_NONE};
     if (extensions.eglCreateImageKHR == nullptr) {

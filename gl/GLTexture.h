@@ -82,6 +82,7 @@ class POSTEFFECT_API GLTexture {
     bool InitStreaming(unsigned format, unsigned type, unsigned width, unsigned height);
     void SetParameters(GLint filter, GLint wrap) const;
     void DestroyImage();
+    void ReleaseTexture();
     void* DumpablePixels(const char* operation) const;
 
     bool m_bStreaming = false;

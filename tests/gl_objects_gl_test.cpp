@@ -77,6 +77,10 @@ TEST_F(GLObjects, StreamingTexturesRoundTheirRowsUpAndSayTheirSize) {
     EXPECT_EQ(texture->clean_buffer(), 1);
     EXPECT_THAT(log.texts("GLTexture"), Contains(HasSubstr("alloc 100(128) x 50 x 4 Bpp = "
                                                            "19.531250 KB native buf at ")));
+    GLTexture normal;
+    for (const unsigned side : {8U, 16U}) {
+        ASSERT_TRUE(normal.Init(GL_RGBA, GL_UNSIGNED_BYTE, side, side, 0));
+    }
     // Another size is another buffer.
     ASSERT_TRUE(texture->Init(GL_RGBA, GL_UNSIGNED_BYTE, 200, 70, 1));
     std::memset(texture->GetSTDataBuf(), 7, 224UL * 70 * 4);
