@@ -34,6 +34,18 @@ const PixelFormat* FindFormat(unsigned format, unsigned type) {
     return nullptr;
 }
 
+// Whether the buffer has memory for such a picture, which the CPU reads and writes in place.
+bool Holds(const ANativeWindowBuffer& buffer, const PixelFormat* pixel, unsigned width,
+           unsigned height) {
+    if (pixel == nullptr) return true;
+    const private_handle_t* handle = private_handle_t::dynamicCast(buffer.handle);
+    const uint64_t bytes = uint64_t{static_cast<unsigned>(buffer.stride)} *
+                           static_cast<unsigned>(buffer.height) * pixel->bytesPerPixel;
+    return width <= static_cast<unsigned>(buffer.stride) &&
+           height <= static_cast<unsigned>(buffer.height) &&
+           bytes <= static_cast<unsigned>(handle->size);
+}
+
 // Diagnosis only: a texture on a foreign display or context still works as far as GL lets it.
 void ReportUnequal(const char* operation, const char* what) {
     LOG_ERROR(gLog, "[GLTexture::%s] ######################", operation);
@@ -135,6 +147,11 @@ bool GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type
         buffer != nullptr ? private_handle_t::dynamicCast(buffer->handle) : nullptr;
     if (handle == nullptr) {
         LOG_ERROR(gLog, "[%s] no native buffer", "Init");
+        return false;
+    }
+    if (!Holds(*buffer, FindFormat(format, type), width, height)) {
+        LOG_ERROR(gLog, "[%s] native buffer too small for %dx%d", "Init", static_cast<int>(width),
+                  static_cast<int>(height));
         return false;
     }
     const EGLDisplay display = eglGetCurrentDisplay();
