@@ -275,6 +275,11 @@ TEST(Renderer, IsDescribedBesideAServiceAndAgain) {
     PostEffectRenderer second{};
     ASSERT_EQ(describeRenderer(&second), 0);
     EXPECT_STREQ(second.renderer, first.renderer);
+
+    char path[64];
+    EXPECT_EQ(describeRenderer(nullptr), -1);
+    EXPECT_EQ(findLookUpFile(nullptr, path, sizeof path), -1);
+    EXPECT_EQ(findLookUpFile("CurveCross.bmp", nullptr, sizeof path), -1);
 }
 
 TEST(Renderer, IsAllZerosWithoutADisplay) {
