@@ -39,7 +39,8 @@ class IPostEffect {
     virtual int stop() = 0;
 
     // Sets the size of the preview frames to come, which is also the size of the blocks in which
-    // captured images are processed. Both even, at least 2, at most what the GPU can render to.
+    // captured images are processed. Both even, at least 2, at most what the GPU can render to:
+    // other sizes are taken, too, but frames answer 2 and captures 3 then.
     virtual int startPreview(int width, int height) = 0;
 
     // Applies the effect to one preview frame in place. The frame begins `offset` bytes after
