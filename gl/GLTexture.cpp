@@ -34,6 +34,18 @@ const PixelFormat* FindFormat(unsigned format, unsigned type) {
     return nullptr;
 }
 
+// Whether the buffer has memory for such a picture, which the CPU reads and writes in place.
+bool Holds(const ANativeWindowBuffer& buffer, const PixelFormat* pixel, unsigned width,
+           unsigned height) {
+    if (pixel == nullptr) return true;
+    const private_handle_t* handle = private_handle_t::dynamicCast(buffer.handle);
+    const uint64_t bytes = uint64_t{static_cast<unsigned>(buffer.stride)} *
+                           static_cast<unsigned>(buffer.height) * pixel->bytesPerPixel;
+    return width <= static_cast<unsigned>(buffer.stride) &&
+           height <= static_cast<unsigned>(buffer.height) &&
+           bytes <= static_cast<unsigned>(handle->size);
+}
+
 // Diagnosis only: a texture on a foreign display or context still works as far as GL lets it.
 void ReportUnequal(const char* operation, const char* what) {
     LOG_ERROR(gLog, "[GLTexture::%s] ######################", operation);
@@ -65,6 +77,13 @@ void GLTexture::DestroyImage() {
     m_image = nullptr;
 }
 
+// A second Init replaces what the first one made. The name may be another's from here on.
+void GLTexture::ReleaseTexture() {
+    DestroyImage();
+    if (m_nTexture != kUnset) glDeleteTextures(1, &m_nTexture);
+    m_nTexture = kUnset;
+}
+
 bool GLTexture::Init(unsigned format, unsigned type, unsigned width, unsigned height,
                      unsigned char ST) {
     LOG_INFO(gLog, "[%s] enter", "Init");
@@ -76,6 +95,7 @@ bool GLTexture::Init(unsigned format, unsigned type, unsigned width, unsigned he
 }
 
 bool GLTexture::InitNormal(unsigned format, unsigned type, unsigned width, unsigned height) {
+    ReleaseTexture();
     glGenTextures(1, &m_nTexture);
     if (!CheckGLError("GLTexture::Init", "glGenTextures")) return false;
     glBindTexture(m_nTarget, m_nTexture);
@@ -115,7 +135,9 @@ bool GLTexture::InitStreaming(unsigned format, unsigned type, unsigned width, un
         LOG_ERROR(gLog, "[%s] can't allocate graphics buffer", "Init");
         return false;
     }
-    return Init(m_spBuffer->getNativeBuffer(), format, type, width, height);
+    ANativeWindowBuffer* native = m_spBuffer->getNativeBuffer();
+    m_pData = private_handle_t::dynamicCast(native->handle)->base;
+    return Init(native, format, type, width, height);
 }
 
 bool GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type, unsigned width,
@@ -127,6 +149,11 @@ bool GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type
         LOG_ERROR(gLog, "[%s] no native buffer", "Init");
         return false;
     }
+    if (!Holds(*buffer, FindFormat(format, type), width, height)) {
+        LOG_ERROR(gLog, "[%s] native buffer too small for %dx%d", "Init", static_cast<int>(width),
+                  static_cast<int>(height));
+        return false;
+    }
     const EGLDisplay display = eglGetCurrentDisplay();
     if (!CheckEGLError("GLTexture::Init", "eglGetCurrentDisplay")) return false;
     const EGLContext context = eglGetCurrentContext();
@@ -134,10 +161,7 @@ bool GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type
     if (display != g_eglDisplay) ReportUnequal("Init", "display");
     if (context != g_eglContext) ReportUnequal("Init", "context");
 
-    // A second Init replaces what the first one made.
-    DestroyImage();
-    if (m_nTexture != kUnset) glDeleteTextures(1, &m_nTexture);
-
+    ReleaseTexture();
     const platform::Extensions& extensions = platform::ContextExtensions();
     constexpr EGLint kAttributes[] = {EGL_IMAGE_PRESERVED_KHR, EGL_TRUE, EGL_NONE, EGL_NONE};
     if (extensions.eglCreateImageKHR == nullptr) {

@@ -33,7 +33,8 @@ class POSTEFFECT_API GLTexture {
     // modes repeat. False on failure; delete the texture then.
     bool Init(unsigned format, unsigned type, unsigned width, unsigned height, unsigned char ST);
 
-    // A streaming texture over `buffer`, which stays the caller's.
+    // A streaming texture over `buffer`, which stays the caller's. False for a buffer of fewer
+    // pixels.
     bool Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type, unsigned width,
               unsigned height);
 
@@ -82,6 +83,7 @@ class POSTEFFECT_API GLTexture {
     bool InitStreaming(unsigned format, unsigned type, unsigned width, unsigned height);
     void SetParameters(GLint filter, GLint wrap) const;
     void DestroyImage();
+    void ReleaseTexture();
     void* DumpablePixels(const char* operation) const;
 
     bool m_bStreaming = false;

@@ -25,8 +25,9 @@ EGLBoolean InitializeDisplay(EGLDisplay display, EGLint* major, EGLint* minor);
 EGLBoolean TerminateDisplay(EGLDisplay display);
 
 // eglChooseConfig with `attributes` as given; where that yields no config (displays without
-// windows have no window configs) the same list with pbuffers only. On success at least one entry
-// of `configs` is set. False with *count 0 when the display has no such config at all.
+// windows have no window configs) the same list with pbuffers only, then without depth and stencil.
+// On success at least one entry of `configs` is set. False with *count 0 when the display has no
+// such config at all.
 EGLBoolean ChooseConfig(EGLDisplay display, const EGLint* attributes, EGLConfig* configs,
                         EGLint capacity, EGLint* count);
 

@@ -42,7 +42,6 @@ int GPUPostEffect::handleCapture(GPUTask* task) {
     constexpr const char* kTrace =
         "int tessera::GPUPostEffect::handleCapture(tessera::GPUPostEffect::GPUTask*)";
     LOG_DEBUG(gServiceLog, "%s E.", kTrace);
-    DrainGLErrors();
     const uint32_t started = GetTickCount();
     if (isGEInit) releaseManager();
     int result = kPostEffectOk;

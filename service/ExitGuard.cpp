@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 
 namespace tessera {
 
@@ -26,9 +27,10 @@ struct State {
     bool ending = false;
 };
 
-// Never destroyed: workers use it to the end.
+// Never destroyed: workers use it to the end. Nor allocated: they start without memory, too.
 State& TheState() {
-    static State& state = *new State;
+    alignas(State) static unsigned char memory[sizeof(State)];
+    static State& state = *new (memory) State;
     return state;
 }
 

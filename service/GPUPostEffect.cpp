@@ -6,6 +6,7 @@
 
 #include "engine/GEManager.h"
 #include "gl/CacheMaintenance.h"
+#include "gl/GECommon.h"
 #include "service/ExitGuard.h"
 #include "service/GECameraParameters.h"
 #include "service/ServiceLog.h"
@@ -169,6 +170,8 @@ int GPUPostEffect::handleTask(GPUTask* task) {
 }
 
 int GPUPostEffect::runHandler(GPUTask* task) {
+    // What went wrong in an earlier task is not this one's.
+    DrainGLErrors();
     switch (task->kind) {
         case GPUTask::kSetParameters:
             return setParameters(task);

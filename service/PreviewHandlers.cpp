@@ -133,7 +133,6 @@ int GPUPostEffect::internalStopPreview() {
 
 int GPUPostEffect::handlePreview(GPUTask* task) {
     constexpr const char* kName = "handlePreview";
-    DrainGLErrors();
     if (mParameters.effect < 1) {
         if (isGEInit) {
             LOG_DEBUG(gServiceLog, "%s: isGEInit == true, internalStopPreview.", kName);

@@ -61,6 +61,7 @@ bool DescribeOrGiveUp(PostEffectRenderer* renderer) {
 }  // namespace
 
 int describeRenderer(PostEffectRenderer* renderer) {
+    if (renderer == nullptr) return -1;
     *renderer = {};
     bool described = false;
     try {
@@ -74,6 +75,7 @@ int describeRenderer(PostEffectRenderer* renderer) {
 }
 
 int findLookUpFile(const char* name, char* path, unsigned int capacity) {
+    if (name == nullptr || (path == nullptr && capacity > 0)) return -1;
     try {
         const std::string file = SystemLookUpFile(name);
         std::snprintf(path, capacity, "%s", file.c_str());

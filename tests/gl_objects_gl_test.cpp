@@ -77,6 +77,14 @@ TEST_F(GLObjects, StreamingTexturesRoundTheirRowsUpAndSayTheirSize) {
     EXPECT_EQ(texture->clean_buffer(), 1);
     EXPECT_THAT(log.texts("GLTexture"), Contains(HasSubstr("alloc 100(128) x 50 x 4 Bpp = "
                                                            "19.531250 KB native buf at ")));
+    GLTexture normal;
+    for (const unsigned side : {8U, 16U}) {
+        ASSERT_TRUE(normal.Init(GL_RGBA, GL_UNSIGNED_BYTE, side, side, 0));
+    }
+    // Another size is another buffer.
+    ASSERT_TRUE(texture->Init(GL_RGBA, GL_UNSIGNED_BYTE, 200, 70, 1));
+    std::memset(texture->GetSTDataBuf(), 7, 224UL * 70 * 4);
+    EXPECT_EQ(texture->clean_buffer(), 1);
 }
 
 TEST_F(GLObjects, TexturesRefuseWhatTheirKindCannotDo) {
@@ -106,6 +114,14 @@ TEST_F(GLObjects, TexturesRefuseWhatTheirKindCannotDo) {
         const android::sp<android::GraphicBuffer> other(
             new android::GraphicBuffer(32, 10, 1, 0x130));
         EXPECT_FALSE(streaming->Init(other->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 32, 10));
+
+        // More pixels than there is memory.
+        const android::sp<android::GraphicBuffer> rgb565(
+            new android::GraphicBuffer(32, 10, 4, 0x130));
+        GLTexture wrapping;
+        EXPECT_FALSE(wrapping.Init(other->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 33, 10));
+        EXPECT_FALSE(wrapping.Init(other->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 32, 11));
+        EXPECT_FALSE(wrapping.Init(rgb565->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, 32, 10));
     }
     EXPECT_THAT(
         log.errors(),
@@ -115,7 +131,10 @@ TEST_F(GLObjects, TexturesRefuseWhatTheirKindCannotDo) {
                     "[GetSTDataBuf] ERROR, only streaming texture use this method\n",
                     "[UpdateNormalTexture] ERROR, wrong input size 10x20, tex size is 20x10\n",
                     "[UpdateNormalTexture] ERROR, only normal texture use this method\n",
-                    HasSubstr("already assigned and not equal to passed-in native buffer")));
+                    HasSubstr("already assigned and not equal to passed-in native buffer"),
+                    "[Init] native buffer too small for 33x10",
+                    "[Init] native buffer too small for 32x11",
+                    "[Init] native buffer too small for 32x10"));
 }
 
 TEST_F(GLObjects, FramebuffersRestoreTheBindingUnlessTheAttachmentIsIncomplete) {

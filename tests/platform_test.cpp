@@ -5,6 +5,7 @@
 #include <gralloc_priv.h>
 #include <gtest/gtest.h>
 #include <kelplog.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <ui/GraphicBuffer.h>
 #include <unistd.h>
@@ -184,6 +185,13 @@ TEST(Memory, GoesWithTheLastReferenceWhicheverSideHoldsIt) {
             const android::sp<android::MemoryHeapBase> none(new android::MemoryHeapBase(size));
             EXPECT_LT(none->getHeapID(), 0) << size;
         }
+        rlimit limit{};
+        ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+        const rlimit small{4096, limit.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+        const android::sp<android::MemoryHeapBase> beyond(new android::MemoryHeapBase(4097));
+        EXPECT_LT(beyond->getHeapID(), 0) << "and no signal";
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     }
     EXPECT_EQ(ReadProcessState().descriptors, before.descriptors);
 }

@@ -150,6 +150,14 @@ TEST(Service, AnswersEveryCallInEveryStateWithAStatusAndLeavesFramesAlone) {
 
     EXPECT_EQ(service->handlePreview(-1, image.data(), 0), 0) << "still alive";
     EXPECT_NE(image.bytes(), before);
+    const std::vector<uint8_t> filtered = image.bytes();
+    setenv("POSTEFFECT_SYSROOT", "/nowhere", 1);
+    EXPECT_EQ(service->setParameters(android::String8("GPU-effect=5")), 0);
+    EXPECT_EQ(service->setCrop(1, 2, 3, 4), 0);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(service->handlePreview(-1, image.data(), 0), 2);
+    EXPECT_EQ(image.bytes(), filtered);
+    unsetenv("POSTEFFECT_SYSROOT");
+    EXPECT_EQ(service->handlePreview(-1, image.data(), 0), 0) << "they are there again";
     EXPECT_EQ(service->stop(), 0);
     EXPECT_EQ(service->stop(), 0);
     EXPECT_EQ(service->handlePreview(-1, image.data(), 0), -1) << "stop ends the preview";
@@ -215,9 +223,8 @@ TEST(Service, FollowsChangesOfEffectSizeAndCropBetweenFrames) {
     EXPECT_EQ(preview(), original.bytes());
     EXPECT_TRUE(log.contains("handlePreview: isGEInit == true, internalStopPreview."));
 
-    ASSERT_EQ(service->setParameters(
-                  android::String8("GPU-effect=4;GE-param0=100,0,0,0;GE-param1=480,272,600,272")),
-              0);
+    constexpr char kHardVignette[] = "GPU-effect=4;GE-param0=100,0,0,0;GE-param1=480,272,600,272";
+    ASSERT_EQ(service->setParameters(android::String8(kHardVignette)), 0);
     const std::vector<uint8_t> hard = preview();
     EXPECT_NE(hard, vignetted);
     EXPECT_TRUE(log.contains("handlePreview: isGEInit == false, internalStartPreview = 0."));
@@ -226,6 +233,17 @@ TEST(Service, FollowsChangesOfEffectSizeAndCropBetweenFrames) {
     ASSERT_EQ(service->setCrop(32, 24, 64, 48), 0);
     const std::vector<uint8_t> cropped = preview();
     EXPECT_NE(cropped, hard);
+
+    std::vector<std::vector<uint8_t>> mirrored;
+    for (const std::string landscaped : {"true", "false"}) {
+        const char* first = landscaped == "true" ? "1,0,0,0" : "0,0,0,0";
+        const std::string mirror = std::string("GPU-effect=8;GE-param0=") + first;
+        ASSERT_EQ(service->setParameters(android::String8(mirror.c_str())), 0);
+        EXPECT_TRUE(log.contains("[Prism][setParameters] mpGEMan->m_bLandscaped = " + landscaped));
+        mirrored.push_back(preview());
+        ASSERT_EQ(service->setParameters(android::String8(kHardVignette)), 0);
+    }
+    EXPECT_NE(mirrored[0], mirrored[1]);
 
     CaptureImage image = Natural(300, 200);
     ASSERT_EQ(service->setCrop(0, 0, 300, 200), 0);
@@ -257,6 +275,11 @@ TEST(Renderer, IsDescribedBesideAServiceAndAgain) {
     PostEffectRenderer second{};
     ASSERT_EQ(describeRenderer(&second), 0);
     EXPECT_STREQ(second.renderer, first.renderer);
+
+    char path[64];
+    EXPECT_EQ(describeRenderer(nullptr), -1);
+    EXPECT_EQ(findLookUpFile(nullptr, path, sizeof path), -1);
+    EXPECT_EQ(findLookUpFile("CurveCross.bmp", nullptr, sizeof path), -1);
 }
 
 TEST(Renderer, IsAllZerosWithoutADisplay) {

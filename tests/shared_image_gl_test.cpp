@@ -74,6 +74,11 @@ TEST(Display, OffersPbuffersWhereThereAreNoWindows) {
     constexpr EGLint kBoth[] = {EGL_SURFACE_TYPE, EGL_WINDOW_BIT | EGL_PBUFFER_BIT, EGL_NONE};
     EXPECT_TRUE(platform::ChooseConfig(display, kBoth, &config, 1, &count));
     EXPECT_NE(config, nullptr);
+    constexpr EGLint kDeep[] = {EGL_SURFACE_TYPE, EGL_WINDOW_BIT | EGL_PBUFFER_BIT,
+                                EGL_DEPTH_SIZE,   1000,
+                                EGL_STENCIL_SIZE, 1000,
+                                EGL_NONE};
+    EXPECT_TRUE(platform::ChooseConfig(display, kDeep, &config, 1, &count));
     constexpr EGLint kNone[] = {EGL_RED_SIZE, 100, EGL_NONE};
     EXPECT_FALSE(platform::ChooseConfig(display, kNone, &config, 1, &count));
     EXPECT_EQ(count, 0);

@@ -39,7 +39,8 @@ class IPostEffect {
     virtual int stop() = 0;
 
     // Sets the size of the preview frames to come, which is also the size of the blocks in which
-    // captured images are processed. Both even, at least 2, at most what the GPU can render to.
+    // captured images are processed. Both even, at least 2, at most what the GPU can render to:
+    // other sizes are taken, too, but frames answer 2 and captures 3 then.
     virtual int startPreview(int width, int height) = 0;
 
     // Applies the effect to one preview frame in place. The frame begins `offset` bytes after
@@ -62,9 +63,10 @@ class IPostEffect {
     // ("GPU-effect=4;GE-param0=50,0,0,0;GE-param1=480,272,912,272").
     virtual int setParameters(const android::String8& params) = 0;
 
-    // Shows only this rectangle of the frames to come, enlarged to the whole frame. In pixels of
-    // the frame that is processed next: send it again when a capture has another size than the
-    // preview. Does nothing (0) without an effect.
+    // Shows only this rectangle of the frames to come, enlarged to the whole frame, with the
+    // effects that can. In pixels of the frame that is processed next: send it again when a capture
+    // has another size than the preview. Previews lose it with each change of effect or size, and
+    // with each capture. Does nothing (0) without an effect.
     virtual int setCrop(int x, int y, int width, int height) = 0;
 };
 

@@ -17,13 +17,13 @@ struct PostEffectRenderer {
 };
 
 // Brings the display up for a moment on a thread of its own. 0, or -1 when no display, no context
-// or no thread is to be had; `renderer` is all zeros then. Thread: any.
+// or no thread is to be had; `renderer` is all zeros then. -1 for null, too. Thread: any.
 POSTEFFECT_API int describeRenderer(PostEffectRenderer* renderer);
 
 // Where the library reads the look-up file `name` ("CurveCross.bmp") from, as it is installed; a
 // copy that a person has put before it does not count. 0, or -1 when there is no such file that can
-// be read; `path`, of `capacity` bytes, is the place then at which it was looked for last. Thread:
-// any.
+// be read; `path`, of `capacity` bytes, is the place then at which it was looked for last. -1 for
+// null, too. Thread: any.
 POSTEFFECT_API int findLookUpFile(const char* name, char* path, unsigned int capacity);
 
 }  // extern "C"

@@ -100,10 +100,11 @@ Found FindDisplay() {
     return asked.empty() ? Found{DefaultDisplay(), kSources[0].name} : Found{};
 }
 
-// The list with pbuffers as the only surface type.
-std::vector<EGLint> WithPbuffersOnly(const EGLint* attributes) {
+// The list with pbuffers as the only surface type; `flat` without depth and stencil, too.
+std::vector<EGLint> WithPbuffersOnly(const EGLint* attributes, bool flat) {
     std::vector<EGLint> list;
     for (; *attributes != EGL_NONE; attributes += 2) {
+        if (flat && (*attributes == EGL_DEPTH_SIZE || *attributes == EGL_STENCIL_SIZE)) continue;
         list.push_back(attributes[0]);
         list.push_back(attributes[0] == EGL_SURFACE_TYPE ? EGL_PBUFFER_BIT : attributes[1]);
     }
@@ -154,13 +155,14 @@ EGLBoolean TerminateDisplay(EGLDisplay display) {
 
 EGLBoolean ChooseConfig(EGLDisplay display, const EGLint* attributes, EGLConfig* configs,
                         EGLint capacity, EGLint* count) {
-    *count = 0;
-    if (eglChooseConfig(display, attributes, configs, capacity, count) && *count > 0) {
-        return EGL_TRUE;
-    }
-    const std::vector<EGLint> offscreen = WithPbuffersOnly(attributes);
-    const EGLBoolean chosen = eglChooseConfig(display, offscreen.data(), configs, capacity, count);
-    return chosen && *count > 0 ? EGL_TRUE : EGL_FALSE;
+    const auto choose = [=](const EGLint* list) {
+        *count = 0;
+        return eglChooseConfig(display, list, configs, capacity, count) && *count > 0;
+    };
+    if (choose(attributes)) return EGL_TRUE;
+    // Nothing is drawn to the surface itself.
+    if (choose(WithPbuffersOnly(attributes, false).data())) return EGL_TRUE;
+    return choose(WithPbuffersOnly(attributes, true).data()) ? EGL_TRUE : EGL_FALSE;
 }
 
 }  // namespace platform
