@@ -158,7 +158,7 @@ void BlurEffect::SetPixelStepForPreview() {
 }
 
 int BlurEffect::SetCrop(float x, float y, float w, float h) {
-    if (!m_traits.followsCrop || m_pSrcTexture == nullptr) return GEShader::SetCrop(x, y, w, h);
+    if (!m_traits.followsCrop || !m_bInit) return GEShader::SetCrop(x, y, w, h);
     SetPixelStepForPreview();
     GEShader::SetCrop(x, y, w, h);
     const float shown =
@@ -186,6 +186,7 @@ void BlurEffect::DrawBlurPass(GLFbo& target, GLTexture* input, const PixelShift&
 }
 
 int BlurEffect::ProcBlock(unsigned int, unsigned int, int, int) {
+    if (!ReadyToDraw(m_traits.log)) return 0;
     DrawBlurPass(*m_pFboKOpH, m_pSrcTexture, m_afPixelShiftX, m_blurInputCoord);
     DrawBlurPass(*m_pFboKOpV, m_pTexKOpH.get(), m_afPixelShiftY, m_blurOutputCoord);
 

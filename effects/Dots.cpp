@@ -257,6 +257,7 @@ int GEShaderDot::SetCrop(int, int, int, int) {
 }
 
 int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
+    if (!ReadyToDraw(gLog)) return 0;
     if (m_bCapture) clean_buffer(m_spSrcBuffer);  // the block was written by the CPU
     m_pSizeDownFbo->Bind();
     const auto width = static_cast<GLsizei>(m_pSizeDownTex->m_nWidth);

@@ -181,6 +181,12 @@ bool GEShader::ReadyForCapture(LogTag& log) const {
     return false;
 }
 
+bool GEShader::ReadyToDraw(LogTag& log) const {
+    if (m_bInit && m_pFboRGB != nullptr) return true;
+    LOG_ERROR(log, "[%s] effect not initialized", "ProcBlock");
+    return false;
+}
+
 CaptureGeometry GEShader::captureGeometry(int imgW, int imgH) const {
     return {imgW, imgH, static_cast<int>(m_pSrcTexture->m_nWidth),
             static_cast<int>(m_pSrcTexture->m_nHeight), static_cast<int>(m_pSrcTexture->m_nStride)};

@@ -90,6 +90,8 @@ class POSTEFFECT_API GEShader {
 
     // The conditions for a capture ProcFrame, each with its message under `log`.
     bool ReadyForCapture(LogTag& log) const;
+    // Whether there is a target to draw into; its message under `log` otherwise.
+    bool ReadyToDraw(LogTag& log) const;
     // Takes the source texture through every block of `plan`: fetches, draws (ProcBlock), copies to
     // `out`. 0 when the plan has no blocks.
     int RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, int imgW, int imgH,

@@ -231,6 +231,7 @@ void GEShader::FinishPicture() {
 
 bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, unsigned imgWidth,
                             unsigned imgHeight, unsigned x, int y, int w, int h) {
+    if (m_pTexY == nullptr || m_pTexUV == nullptr) return false;
     if (!m_bPacksOnCPU) {
         m_pTexY->clean_buffer();
         m_pTexUV->clean_buffer();

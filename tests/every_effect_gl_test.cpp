@@ -16,6 +16,7 @@
 #include "tests/support/EffectRunner.h"
 #include "tests/support/EffectTest.h"
 #include "tests/support/GLObjectCount.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 
@@ -84,6 +85,34 @@ TEST_F(EveryEffect, StaysWithinItsMemoryWhateverItIsGiven) {
     }
     // Cells of less than a pixel, blocks smaller than two margins, overlaps larger than a block.
     EXPECT_LT(refused, run / 8);
+}
+
+// Before an Init, after a Deinit when the source has gone, and before a capture that makes its
+// targets itself.
+TEST_F(EveryEffect, RefusesToDrawWithoutItsTargets) {
+    CaptureImage image(64, 32);
+    const testing_support::LogCapture log;
+    for (const auto& effect : kEffects) {
+        if (effect.number == 0) continue;
+        SCOPED_TRACE(effect.nick);
+        const std::unique_ptr<GEShader> shader(CreateEffect(static_cast<unsigned>(effect.number)));
+        const auto refuses = [&] {
+            shader->SetCrop(0.25F, 0.25F, 0.5F, 0.5F);
+            const std::size_t before = log.errors().size();
+            EXPECT_EQ(shader->ProcBlock(0, 0, 64, 32), 0);
+            ASSERT_EQ(log.errors().size(), before + 1);
+            EXPECT_EQ(log.errors().back(), "[ProcBlock] effect not initialized");
+            EXPECT_FALSE(shader->BlockCopyYUV(image.data(), image.data(), 64, 32, 0, 0, 64, 32));
+        };
+        refuses();
+        {
+            Source source(image, 64, 32);
+            ASSERT_TRUE(InitEffect(*shader, source, true));
+            if (shader->GetYDataBuf() == nullptr) refuses();
+            shader->Deinit();
+        }
+        refuses();
+    }
 }
 
 std::vector<uint8_t> Draw(int number, const CaptureImage& image, const Crop& crop, bool capture) {
