@@ -85,8 +85,10 @@ class POSTEFFECT_API BlurEffect : public GEShader {
     void SetPixelStepForPreview();
     bool InitTarget(const char* name, std::unique_ptr<GLTexture>* texture);
     bool ShowsWholeFrame() const;
-    void DrawBlurPass(GLFbo& target, GLTexture* input, const PixelShift& shift,
+    // Both false when their program cannot be used.
+    bool DrawBlurPass(GLFbo& target, GLTexture* input, const PixelShift& shift,
                       const QuadCoords& coords);
+    bool DrawSizeUpPass();
 
     std::unique_ptr<GLTexture> m_pTexKOpH;
     std::unique_ptr<GLTexture> m_pTexKOpV;

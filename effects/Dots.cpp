@@ -263,10 +263,10 @@ int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
     const auto width = static_cast<GLsizei>(m_pSizeDownTex->m_nWidth);
     const auto height = static_cast<GLsizei>(m_pSizeDownTex->m_nHeight);
     glViewport(0, 0, width, height);
+    if (!m_pDotPass1->Use()) return 0;
     // No more of the cells than are shown, and one for what roundings reach.
     glEnable(GL_SCISSOR_TEST);
     glScissor(0, 0, Shown(m_enlargeCoord[4], width), Shown(m_enlargeCoord[1], height));
-    if (!m_pDotPass1->Use()) return 0;
     m_pDotPass1->Uniform4f(kCropSlot, m_drawnCrop.x, m_drawnCrop.y, m_drawnCrop.w, m_drawnCrop.h);
     m_pDotPass1->SetVertexCoord(kQuadPositionSize, kQuadPositions.data());
     m_pDotPass1->SetTextureCoord(kQuadCoordSize, m_reduceCoord.data());

@@ -115,6 +115,39 @@ TEST_F(EveryEffect, RefusesToDrawWithoutItsTargets) {
     }
 }
 
+// This context's programs, or only the newest, go without their owners.
+void DeletePrograms(bool all) {
+    DeleteKeptPrograms(eglGetCurrentContext());
+    glUseProgram(0);
+    for (GLuint name = 1000; name > 0; --name) {
+        if (!glIsProgram(name)) continue;
+        glDeleteProgram(name);
+        if (!all) return;
+    }
+}
+
+TEST_F(EveryEffect, LeavesTheStateAsItWasWhereAPassFails) {
+    CaptureImage image(64, 32);
+    for (const auto& effect : kEffects) {
+        if (effect.number == 0) continue;
+        for (const bool all : {true, false}) {
+            SCOPED_TRACE(std::string(effect.nick) + (all ? "" : ", last pass"));
+            Source source(image, 64, 32);
+            const std::unique_ptr<GEShader> shader(
+                CreateEffect(static_cast<unsigned>(effect.number)));
+            ASSERT_TRUE(InitEffect(*shader, source, false));
+            DeletePrograms(all);
+            EXPECT_EQ(shader->ProcBlock(0, 0, 64, 32), 0);
+            EXPECT_FALSE(glIsEnabled(GL_SCISSOR_TEST));
+            GLint filter = 0;
+            glActiveTexture(GL_TEXTURE0);
+            source.texture()->Bind();
+            glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &filter);
+            EXPECT_EQ(filter, GL_LINEAR);
+        }
+    }
+}
+
 std::vector<uint8_t> Draw(int number, const CaptureImage& image, const Crop& crop, bool capture) {
     const int width = image.width();
     const int height = image.height();
