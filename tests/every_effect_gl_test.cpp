@@ -3,6 +3,7 @@
 #include <posteffect/EffectCatalog.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -146,6 +147,52 @@ TEST_F(EveryEffect, LeavesTheStateAsItWasWhereAPassFails) {
             EXPECT_EQ(filter, GL_LINEAR);
         }
     }
+}
+
+// The lines by which readers of logs know an effect's programs, in order.
+TEST_F(EveryEffect, LogsTheLocationsOfItsPrograms) {
+    const char* const input = " SAMPLER_INPUT_TEX";
+    const char* const curve = " SAMPLER_INPUT_TEX SAMPLER_VIGNETTE SAMPLER_CURVE";
+    const char* const ramp =
+        " SAMPLER_INPUT_TEX SAMPLER_TEX_LUT SAMPLER_TEX_CONTRAST UNIFORM_CLIP UNIFORM_CONTROL"
+        " UNIFORM_TINT";
+    const char* const mask =
+        " SAMPLER_INPUT_TEX SAMPLER_TEX_MASK SAMPLER_TEX_CONTRAST UNIFORM_CLIP UNIFORM_CONTROL";
+    const std::pair<int, const char*> cases[] = {
+        {1, curve},
+        {2,
+         " SAMPLER_INPUT_TEX UNIFORM_GAUSSIAN_KERNEL UNIFORM_PIXEL_SHIFT SAMPLER_BLUR_TEX"
+         " SAMPLER_CLEAR_TEX UNIFORM_CENTER UNIFORM_DIST_SQUARE UNIFORM_WH_RATIO_SQ"
+         " UNIFORM_MIX_WEIGHT SAMPLER_MAT_YUV2RGB ATTRIB_GLOBAL_TEX_COORD"},
+        {4, " SAMPLER_INPUT_TEX UNIFORM_CENTER UNIFORM_RADIUS UNIFORM_SCREENRATIO"},
+        {6, curve},
+        {8, input},
+        {9, input},
+        {10, " SAMPLER_INPUT_TEX SAMPLER_CURVE UNIFORM_LOC_TEXELSIZE UNIFORM_LOC_CONTROLLER"},
+        {11, ramp},
+        {12, ramp},
+        {13, mask},
+        {14, mask},
+        {3, input},
+    };
+    SetDrawingWay(DrawingWay::kForGPU);
+    CaptureImage image(64, 32);
+    Source source(image, 64, 32);
+    for (const auto& [number, names] : cases) {
+        const std::unique_ptr<GEShader> shader(CreateEffect(static_cast<unsigned>(number)));
+        const testing_support::LogCapture log;
+        // Fisheye loads its program with the capture.
+        ASSERT_TRUE(InitEffect(*shader, source, number != 3));
+        std::string logged;
+        for (const auto& line : log.lines()) {
+            const std::size_t end = line.text.find(' ', 7);
+            const bool isLocation =
+                line.text.rfind("[Load] ", 0) == 0 && std::isupper(line.text[7]);
+            if (isLocation && line.tag != "GEShader") logged += " " + line.text.substr(7, end - 7);
+        }
+        EXPECT_EQ(logged, names) << kEffects[static_cast<std::size_t>(number)].nick;
+    }
+    SetDrawingWay(DrawingWay::kByRenderer);
 }
 
 std::vector<uint8_t> Draw(int number, const CaptureImage& image, const Crop& crop, bool capture) {
