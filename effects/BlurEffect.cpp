@@ -255,7 +255,8 @@ int BlurEffect::ProcFrame(unsigned char*, unsigned char* out, int imgW, int imgH
     LOG_INFO(log, "[%s] fImgWidth=%d, fImgHeight=%d, nProcW=%d, nProcH=%d, max run = %d",
              "ProcFrame", imgW, imgH, geometry.textureStride, geometry.blockHeight,
              plan.blockCount());
-    const int result = RunBlocks(log, plan, out, imgW, imgH, kTraceRuns);
+    const int result = RunBlocks(log, plan, out, imgW, imgH, kTraceRuns,
+                                 [this](const CaptureBlock& block) { BeginBlock(block); });
     SetupPixelStep(m_traits.step / width, m_traits.step / height);
     return result;
 }

@@ -68,7 +68,7 @@ class POSTEFFECT_API BlurEffect : public GEShader {
     virtual QuadCoords& previewQuad() const = 0;
 
     virtual void BeginCapture(int, int) {}
-    void BeginBlock(const CaptureBlock& block) override;
+    virtual void BeginBlock(const CaptureBlock& block);
 
     const BlurTraits& m_traits;
     const BlurKernel* m_pfGaussian = &SelectBlurKernel(kWidestBlur);

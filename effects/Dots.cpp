@@ -359,7 +359,8 @@ int GEShaderDot::ProcCells(unsigned char* out, int imgW, int imgH, float cellSiz
     const CellPlan plan({imgW, imgH, side, side, side}, m_crop, cellSize);
     GLTexture* const preview = m_pSrcTexture;
     m_pSrcTexture = m_pBlockTexture.get();
-    const int result = RunBlocks(gLog, plan, out, imgW, imgH, kTraceNothing);
+    const int result = RunBlocks(gLog, plan, out, imgW, imgH, kTraceNothing,
+                                 [this](const CaptureBlock& block) { BeginBlock(block); });
     m_pSrcTexture = preview;
     return result;
 }

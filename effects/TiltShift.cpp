@@ -185,5 +185,6 @@ int GEShaderTS::ProcFrame(unsigned char*, unsigned char* out, int imgW, int imgH
              "max run = %d",
              "ProcFrame", imgW, imgH, static_cast<double>(width), static_cast<double>(height),
              halfX, halfY, plan.blockCount());
-    return RunBlocks(gLog, plan, out, imgW, imgH, kTraceRuns);
+    return RunBlocks(gLog, plan, out, imgW, imgH, kTraceRuns,
+                     [this](const CaptureBlock& block) { BeginBlock(block); });
 }

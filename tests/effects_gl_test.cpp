@@ -4,6 +4,7 @@
 #include <posteffect/EffectCatalog.h>
 #include <ui/GraphicBuffer.h>
 
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -210,6 +211,22 @@ TEST_F(Effects, SetCropTakesPartsOfThePictureOnlyAndElseShowsAll) {
     EXPECT_EQ(shown(-0.1F, 0.0F, 1.0F, 1.0F), all);
     EXPECT_EQ(shown(0.0F, 0.0F, 1.0F, 1.1F), all);
     EXPECT_NE(shown(0.2F, 0.2F, 0.5F, 0.5F), all);
+}
+
+// Which entry of its table a virtual operation is called through, from 0.
+template <typename Operation>
+std::size_t SlotOf(Operation operation) {
+    std::uintptr_t offset = 0;
+    std::memcpy(&offset, &operation, sizeof(offset));
+    return (offset & ~std::uintptr_t{1}) / sizeof(void*);
+}
+
+TEST(EffectTable, OperationsKeepTheirSlotsForCallersWithDeclarationsOfTheirOwn) {
+    using Crop = int (GEShaderBypass::*)(int, int, int, int);
+    EXPECT_EQ(SlotOf(&GEShader::Init), 2U);
+    EXPECT_EQ(SlotOf(&GEShader::SetParam), 8U);
+    EXPECT_EQ(SlotOf(&GEShader::GetUVDataBuf), 11U);
+    EXPECT_EQ(SlotOf(Crop{&GEShaderBypass::SetCrop}), 12U);
 }
 
 TEST_F(Effects, OperationsInTheWrongModeOrBeforeInitAreRefusedByName) {
