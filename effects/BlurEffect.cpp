@@ -158,7 +158,7 @@ void BlurEffect::SetPixelStepForPreview() {
 }
 
 int BlurEffect::SetCrop(float x, float y, float w, float h) {
-    if (!m_traits.followsCrop || m_pSrcTexture == nullptr) return GEShader::SetCrop(x, y, w, h);
+    if (!m_traits.followsCrop || !m_bInit) return GEShader::SetCrop(x, y, w, h);
     SetPixelStepForPreview();
     GEShader::SetCrop(x, y, w, h);
     const float shown =
@@ -172,29 +172,41 @@ int BlurEffect::SetCrop(int, int, int, int) {
     return 1;
 }
 
-void BlurEffect::DrawBlurPass(GLFbo& target, GLTexture* input, const PixelShift& shift,
+bool BlurEffect::DrawBlurPass(GLFbo& target, GLTexture* input, const PixelShift& shift,
                               const QuadCoords& coords) {
     target.Bind();
     glViewport(m_nX, m_nY, static_cast<GLsizei>(m_uBlurW), static_cast<GLsizei>(m_uBlurH));
     m_pBlurProg->SetTextures(0, input);
-    m_pBlurProg->Use();
+    if (!m_pBlurProg->Use()) return false;
     m_pBlurProg->Uniform1fv(kKernel, kBlurTaps, m_pfGaussian->data());
     m_pBlurProg->Uniform2fv(kPixelShift, kNeighbours, shift.data());
     m_pBlurProg->SetVertexCoord(kQuadPositionSize, kQuadPositions.data());
     m_pBlurProg->SetTextureCoord(kQuadCoordSize, coords.data());
     m_pBlurProg->Draw();
+    return true;
 }
 
 int BlurEffect::ProcBlock(unsigned int, unsigned int, int, int) {
-    DrawBlurPass(*m_pFboKOpH, m_pSrcTexture, m_afPixelShiftX, m_blurInputCoord);
-    DrawBlurPass(*m_pFboKOpV, m_pTexKOpH.get(), m_afPixelShiftY, m_blurOutputCoord);
+    if (!ReadyToDraw(m_traits.log)) return 0;
+    if (!DrawBlurPass(*m_pFboKOpH, m_pSrcTexture, m_afPixelShiftX, m_blurInputCoord) ||
+        !DrawBlurPass(*m_pFboKOpV, m_pTexKOpH.get(), m_afPixelShiftY, m_blurOutputCoord)) {
+        return 0;
+    }
 
     m_pFboRGB->Bind();
     glViewport(m_nX, m_nY, m_nW, m_nH);
     // Software renderers are quicker where they need not filter, and centres come out the same.
     const bool unfiltered = m_bSoftware && ShowsWholeFrame();
     if (unfiltered) m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_NEAREST);
-    if (!m_pSizeUpProg->Use()) return 0;
+    const bool drawn = DrawSizeUpPass();
+    if (unfiltered) m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
+    if (!drawn) return 0;
+    FinishPicture();
+    return 1;
+}
+
+bool BlurEffect::DrawSizeUpPass() {
+    if (!m_pSizeUpProg->Use()) return false;
     SetSizeUpUniforms(*m_pSizeUpProg);
     m_pSizeUpProg->SetVertexCoord(kQuadPositionSize, kQuadPositions.data());
     m_pSizeUpProg->SetTextureCoord(kQuadCoordSize, m_texCoord.data());
@@ -203,9 +215,7 @@ int BlurEffect::ProcBlock(unsigned int, unsigned int, int, int) {
         m_pSizeUpProg->VertexAttribPointer(kGlobalCoord, kQuadCoordSize, m_globalCoord.data());
     }
     m_pSizeUpProg->Draw();
-    if (unfiltered) m_pSrcTexture->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
-    FinishPicture();
-    return 1;
+    return true;
 }
 
 // Whether each pixel is drawn from the centre of one of the source's.
@@ -245,7 +255,8 @@ int BlurEffect::ProcFrame(unsigned char*, unsigned char* out, int imgW, int imgH
     LOG_INFO(log, "[%s] fImgWidth=%d, fImgHeight=%d, nProcW=%d, nProcH=%d, max run = %d",
              "ProcFrame", imgW, imgH, geometry.textureStride, geometry.blockHeight,
              plan.blockCount());
-    const int result = RunBlocks(log, plan, out, imgW, imgH, kTraceRuns);
+    const int result = RunBlocks(log, plan, out, imgW, imgH, kTraceRuns,
+                                 [this](const CaptureBlock& block) { BeginBlock(block); });
     SetupPixelStep(m_traits.step / width, m_traits.step / height);
     return result;
 }

@@ -68,7 +68,7 @@ class POSTEFFECT_API BlurEffect : public GEShader {
     virtual QuadCoords& previewQuad() const = 0;
 
     virtual void BeginCapture(int, int) {}
-    void BeginBlock(const CaptureBlock& block) override;
+    virtual void BeginBlock(const CaptureBlock& block);
 
     const BlurTraits& m_traits;
     const BlurKernel* m_pfGaussian = &SelectBlurKernel(kWidestBlur);
@@ -85,8 +85,10 @@ class POSTEFFECT_API BlurEffect : public GEShader {
     void SetPixelStepForPreview();
     bool InitTarget(const char* name, std::unique_ptr<GLTexture>* texture);
     bool ShowsWholeFrame() const;
-    void DrawBlurPass(GLFbo& target, GLTexture* input, const PixelShift& shift,
+    // Both false when their program cannot be used.
+    bool DrawBlurPass(GLFbo& target, GLTexture* input, const PixelShift& shift,
                       const QuadCoords& coords);
+    bool DrawSizeUpPass();
 
     std::unique_ptr<GLTexture> m_pTexKOpH;
     std::unique_ptr<GLTexture> m_pTexKOpV;

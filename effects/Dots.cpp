@@ -257,15 +257,16 @@ int GEShaderDot::SetCrop(int, int, int, int) {
 }
 
 int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
+    if (!ReadyToDraw(gLog)) return 0;
     if (m_bCapture) clean_buffer(m_spSrcBuffer);  // the block was written by the CPU
     m_pSizeDownFbo->Bind();
     const auto width = static_cast<GLsizei>(m_pSizeDownTex->m_nWidth);
     const auto height = static_cast<GLsizei>(m_pSizeDownTex->m_nHeight);
     glViewport(0, 0, width, height);
+    if (!m_pDotPass1->Use()) return 0;
     // No more of the cells than are shown, and one for what roundings reach.
     glEnable(GL_SCISSOR_TEST);
     glScissor(0, 0, Shown(m_enlargeCoord[4], width), Shown(m_enlargeCoord[1], height));
-    if (!m_pDotPass1->Use()) return 0;
     m_pDotPass1->Uniform4f(kCropSlot, m_drawnCrop.x, m_drawnCrop.y, m_drawnCrop.w, m_drawnCrop.h);
     m_pDotPass1->SetVertexCoord(kQuadPositionSize, kQuadPositions.data());
     m_pDotPass1->SetTextureCoord(kQuadCoordSize, m_reduceCoord.data());
@@ -358,7 +359,8 @@ int GEShaderDot::ProcCells(unsigned char* out, int imgW, int imgH, float cellSiz
     const CellPlan plan({imgW, imgH, side, side, side}, m_crop, cellSize);
     GLTexture* const preview = m_pSrcTexture;
     m_pSrcTexture = m_pBlockTexture.get();
-    const int result = RunBlocks(gLog, plan, out, imgW, imgH, kTraceNothing);
+    const int result = RunBlocks(gLog, plan, out, imgW, imgH, kTraceNothing,
+                                 [this](const CaptureBlock& block) { BeginBlock(block); });
     m_pSrcTexture = preview;
     return result;
 }

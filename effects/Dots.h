@@ -69,12 +69,10 @@ class POSTEFFECT_API GEShaderDot : public GEShader {
     // Cleans the CPU cache of the buffer's memory. 1, or 0 on failure.
     int clean_buffer(const android::sp<android::GraphicBuffer>& buffer);
 
-  protected:
-    void BeginBlock(const CaptureBlock& block) override;
-
   private:
     static constexpr unsigned kMasks = 4;
 
+    void BeginBlock(const CaptureBlock& block);
     bool InitMasks();
     bool InitSizeDown(unsigned width, unsigned height, GLint wrap);
     bool InitPrograms(GLTexture* src);

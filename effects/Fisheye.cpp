@@ -82,16 +82,15 @@ enum Uniform : unsigned { kScale = 1, kShift, kCenter, kDistort, kCrop = 6, kWid
 enum Sampler : unsigned { kInput, kChromaInput };
 
 constexpr GLLocation kInputTexRow = {GLLocation::kSampler, "s_texture0", kInput,
-                                     "m_pnSamplerLoc[UNIFORM_INPUT_TEX]", "UNIFORM_INPUT_TEX"};
+                                     "m_pnSamplerLoc[UNIFORM_INPUT_TEX]", "SAMPLER_INPUT_TEX"};
 constexpr GLLocation kScaleRow = {GLLocation::kUniform, "u_scale", kScale,
-                                  "m_pnSamplerLoc[SAMPLER_POS_SCALE]", "SAMPLER_POS_SCALE"};
+                                  "m_pnSamplerLoc[SAMPLER_POS_SCALE]"};
 constexpr GLLocation kShiftRow = {GLLocation::kUniform, "u_shift", kShift,
-                                  "m_pnSamplerLoc[SAMPLER_POS_SHIFT]", "SAMPLER_POS_SHIFT"};
+                                  "m_pnSamplerLoc[SAMPLER_POS_SHIFT]"};
 constexpr GLLocation kCenterRow = {GLLocation::kUniform, "u_center", kCenter,
-                                   "m_pnSamplerLoc[SAMPLER_POS_CENTER]", "SAMPLER_POS_CENTER"};
+                                   "m_pnSamplerLoc[SAMPLER_POS_CENTER]"};
 constexpr GLLocation kDistortRow = {GLLocation::kUniform, "u_distort", kDistort,
-                                    "m_pnSamplerLoc[SAMPLER_DISTORT_LEVEL]",
-                                    "SAMPLER_DISTORT_LEVEL"};
+                                    "m_pnSamplerLoc[SAMPLER_DISTORT_LEVEL]"};
 // The label is the crop's.
 constexpr GLLocation kWidthCompRow = {GLLocation::kUniform, "u_widthcomp", kWidthComp,
                                       "m_nUniformLoc[UNIFORM_CROP]"};
@@ -106,8 +105,7 @@ constexpr GLLocation kLargeLocations[] = {
     kVertexCoordRow,
     kTextureCoordRow,
     kInputTexRow,
-    {GLLocation::kSampler, "s_texture1", kChromaInput, "m_pnSamplerLoc[UNIFORM_INPUT_TEX_UV]",
-     "UNIFORM_INPUT_TEX_UV"},
+    {GLLocation::kSampler, "s_texture1", kChromaInput, "m_pnSamplerLoc[UNIFORM_INPUT_TEX_UV]"},
     kScaleRow,
     kShiftRow,
     kCenterRow,

@@ -48,7 +48,8 @@ enum SizeUpAttribute : unsigned { kBlurCoord, kGlobalCoord };
 inline constexpr GLLocation kBlurCoordRow = {GLLocation::kAttribute, "a_blurTexCoord", kBlurCoord,
                                              "ATTRIB_BLUR_TEX_COORD"};
 inline constexpr GLLocation kSizeUpGlobalCoordRow = {GLLocation::kAttribute, "a_globalTexCoord",
-                                                     kGlobalCoord, "ATTRIB_GLOBAL_TEX_COORD"};
+                                                     kGlobalCoord, "ATTRIB_GLOBAL_TEX_COORD",
+                                                     "ATTRIB_GLOBAL_TEX_COORD"};
 inline constexpr GLLocation kBlurSamplerRow = {GLLocation::kSampler, "s_texBlur", kBlurSampler,
                                                "m_nSamplerLoc[SAMPLER_BLUR_TEX]",
                                                "SAMPLER_BLUR_TEX"};

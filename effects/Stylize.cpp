@@ -97,6 +97,7 @@ void GEShaderStylizeNash::SetUniforms(GLProgram& program) {
 
 int GEShaderStylizeNash::SetCrop(float x, float y, float w, float h) {
     RampEffect::SetCrop(x, y, w, h);
+    if (!m_bInit) return 0;
     const float shown =
         static_cast<float>(m_pSrcTexture->m_nWidth) / static_cast<float>(m_pSrcTexture->m_nStride);
     m_texCoord = MakeQuadCoords(x * shown, y, (x + w) * shown, y + h);

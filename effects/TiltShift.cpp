@@ -2,6 +2,7 @@
 
 #include <posteffect/TiltShift.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 
@@ -74,6 +75,11 @@ constexpr BlurTraits kTraits = {gLog, 320, 800, 192, 480, 1.0F, 0, false, true};
 
 // Steps of the kernel that a capture's overlap covers on each side.
 constexpr float kOverlapSteps = 5.0F;
+
+// Whole pixels that hold so many; twice them is an int, whatever the picture.
+int HalfOverlap(float pixels) {
+    return static_cast<int>(std::ceil(std::min(pixels, 1.0e9F)));
+}
 
 std::atomic<float> gAngle{0.0F};  // degrees
 
@@ -175,8 +181,8 @@ int GEShaderTS::ProcFrame(unsigned char*, unsigned char* out, int imgW, int imgH
     LOG_INFO(gLog, "[%s] capture, pixel step X=%.6f Y=%.6f", "ProcFrame",
              static_cast<double>(stepX), static_cast<double>(stepY));
     SetupPixelStep(stepX, stepY);
-    const int halfX = (static_cast<int>(std::ceil(kOverlapSteps * stepX * width)) + 1) & ~1;
-    const int halfY = static_cast<int>(std::ceil(kOverlapSteps * stepY * height));
+    const int halfX = (HalfOverlap(kOverlapSteps * stepX * width) + 1) & ~1;
+    const int halfY = HalfOverlap(kOverlapSteps * stepY * height);
     m_nOverlapX = 2 * halfX;
     m_nOverlapY = 2 * halfY;
     const OverlapPlan plan(geometry, halfX, halfY);
@@ -185,5 +191,6 @@ int GEShaderTS::ProcFrame(unsigned char*, unsigned char* out, int imgW, int imgH
              "max run = %d",
              "ProcFrame", imgW, imgH, static_cast<double>(width), static_cast<double>(height),
              halfX, halfY, plan.blockCount());
-    return RunBlocks(gLog, plan, out, imgW, imgH, kTraceRuns);
+    return RunBlocks(gLog, plan, out, imgW, imgH, kTraceRuns,
+                     [this](const CaptureBlock& block) { BeginBlock(block); });
 }

@@ -181,13 +181,20 @@ bool GEShader::ReadyForCapture(LogTag& log) const {
     return false;
 }
 
+bool GEShader::ReadyToDraw(LogTag& log) const {
+    if (m_bInit && m_pFboRGB != nullptr) return true;
+    LOG_ERROR(log, "[%s] effect not initialized", "ProcBlock");
+    return false;
+}
+
 CaptureGeometry GEShader::captureGeometry(int imgW, int imgH) const {
     return {imgW, imgH, static_cast<int>(m_pSrcTexture->m_nWidth),
             static_cast<int>(m_pSrcTexture->m_nHeight), static_cast<int>(m_pSrcTexture->m_nStride)};
 }
 
 int GEShader::RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, int imgW, int imgH,
-                        BlockTrace trace) {
+                        BlockTrace trace,
+                        const std::function<void(const CaptureBlock&)>& beginBlock) {
     if (plan.blockCount() <= 0 || out == nullptr) return 0;
     void* pixels = GetDataBuf(m_pSrcTexture);
     if (pixels == nullptr) return 0;
@@ -205,7 +212,7 @@ int GEShader::RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, 
         m_texCoord = block.textureQuad;
         m_globalCoord = block.globalQuad;
         if (trace == kTraceRunsAndPlaces) LogPlace(log, block, imgW, imgH);
-        BeginBlock(block);
+        if (beginBlock) beginBlock(block);
         m_pCallback->convertRect(pixels, static_cast<int>(m_pSrcTexture->GetStride()),
                                  static_cast<int>(m_pSrcTexture->m_nHeight), block.source.x,
                                  block.source.y, block.source.w, block.source.h);

@@ -11,6 +11,7 @@
 #include <posteffect/Export.h>
 
 #include <cstdint>
+#include <functional>
 
 #include "engine/BlockPlan.h"
 #include "engine/IYUVConverter.h"
@@ -90,12 +91,15 @@ class POSTEFFECT_API GEShader {
 
     // The conditions for a capture ProcFrame, each with its message under `log`.
     bool ReadyForCapture(LogTag& log) const;
+    // Whether there is a target to draw into; its message under `log` otherwise.
+    bool ReadyToDraw(LogTag& log) const;
     // Takes the source texture through every block of `plan`: fetches, draws (ProcBlock), copies to
-    // `out`. 0 when the plan has no blocks.
+    // `out`. 0 when the plan has no blocks. `beginBlock` comes before a block is fetched, when the
+    // members that describe it are set: a virtual operation here would take the slot of what
+    // effects add.
     int RunBlocks(LogTag& log, const BlockPlan& plan, unsigned char* out, int imgW, int imgH,
-                  BlockTrace trace);
-    // Before a block is fetched and drawn; the members that describe it are set.
-    virtual void BeginBlock(const CaptureBlock&) {}
+                  BlockTrace trace,
+                  const std::function<void(const CaptureBlock&)>& beginBlock = nullptr);
     CaptureGeometry captureGeometry(int imgW, int imgH) const;
     // The fence of a capture.
     void GenerateFence();

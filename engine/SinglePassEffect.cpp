@@ -64,6 +64,7 @@ int SinglePassEffect::Deinit() {
 }
 
 int SinglePassEffect::ProcBlock(unsigned int, unsigned int, int, int) {
+    if (!ReadyToDraw(log())) return 0;
     m_pFboRGB->Bind();
     glViewport(m_nX, m_nY, m_nW, m_nH);
     if (!m_pProgram->Use()) return 0;

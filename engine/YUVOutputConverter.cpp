@@ -68,8 +68,10 @@ bool GEShader::InitYUVConverter(int srcWidth, int srcHeight, int outWidth, int o
     m_pFboRGB = new GLFbo;
     if (!m_pFboRGB->Init() || !m_pFboRGB->SetColorAttachment(m_pTexRGB)) return false;
 
-    // Rows without a partner are left to the linear filter.
-    m_bPacksOnCPU = DrawsForSoftware() && m_nSrcHeight % 2 == 0;
+    // Rows without a partner are left to the linear filter, pictures of another size than the
+    // image to GL, which draws nothing beyond a target.
+    m_bPacksOnCPU = DrawsForSoftware() && m_nSrcHeight % 2 == 0 && srcWidth == outWidth &&
+                    srcHeight == outHeight;
     LOG_INFO(gShaderLog, "[%s] Creating tex/FBO for Y plane", kName);
     if (!InitPackedTarget(m_pTexY, m_pFboY, m_nLumaRowBytes, m_nLumaHeight)) return false;
     LOG_INFO(gShaderLog, "[%s] Creating tex/FBO for UV plane", kName);
@@ -231,6 +233,7 @@ void GEShader::FinishPicture() {
 
 bool GEShader::BlockCopyYUV(unsigned char* dstY, unsigned char* dstUV, unsigned imgWidth,
                             unsigned imgHeight, unsigned x, int y, int w, int h) {
+    if (m_pTexY == nullptr || m_pTexUV == nullptr) return false;
     if (!m_bPacksOnCPU) {
         m_pTexY->clean_buffer();
         m_pTexUV->clean_buffer();

@@ -5,6 +5,7 @@
 
 #include "gl/GECommon.h"
 #include "gl/GLProgram.h"
+#include "gl/KeptPrograms.h"
 #include "gl/Log.h"
 #include "platform/DevicePath.h"
 #include "platform/Extensions.h"
@@ -96,7 +97,8 @@ bool GLProgram::LoadBinary(const char* path) {
     file.reset();
 
     if (glIsProgram(m_nProgram)) {
-        glDeleteProgram(m_nProgram);
+        // One that is kept may have other users.
+        if (!ReturnProgram(m_nProgram)) glDeleteProgram(m_nProgram);
         LOG_INFO(gLog, "[%s] program %d deleted\n", kName, static_cast<int>(m_nProgram));
     }
     m_nProgram = glCreateProgram();

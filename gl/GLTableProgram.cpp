@@ -34,22 +34,18 @@ std::vector<ConstantUniform> GLTableProgram::Constants() const {
 }
 
 GLTableProgram::~GLTableProgram() {
-    if (!m_isKept) return;
-    ReturnProgram(m_nProgram);
-    m_nProgram = 0;
+    if (ReturnProgram(m_nProgram)) m_nProgram = 0;
 }
 
 bool GLTableProgram::LoadOrBorrow(const ShaderTexts& texts) {
     const GLuint kept = BorrowProgram(texts.vertex, texts.fragment);
     if (kept != 0) {
         m_nProgram = kept;
-        m_isKept = true;
         LOG_INFO(m_log, "[%s] program %d kept from before", "Load", static_cast<int>(kept));
         return true;
     }
     if (!Load(texts.vertex.c_str(), texts.fragment.c_str())) return false;
     KeepProgram(texts.vertex, texts.fragment, m_nProgram);
-    m_isKept = true;
     return true;
 }
 

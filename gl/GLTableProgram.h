@@ -68,5 +68,4 @@ class POSTEFFECT_API GLTableProgram : public GLProgram {
     GLint LookUp(const GLLocation& row);
 
     const GLProgramTable& m_table;
-    bool m_isKept = false;
 };

@@ -39,12 +39,12 @@ void KeepProgram(const std::string& vertexText, const std::string& fragmentText,
     gKept->push_front({eglGetCurrentContext(), vertexText, fragmentText, program, 1});
 }
 
-void ReturnProgram(GLuint program) {
-    if (gKept == nullptr) return;
+bool ReturnProgram(GLuint program) {
+    if (gKept == nullptr) return false;
     const auto found = std::find_if(gKept->begin(), gKept->end(), [&](const Kept& kept) {
         return kept.context == eglGetCurrentContext() && kept.program == program;
     });
-    if (found == gKept->end()) return;
+    if (found == gKept->end()) return false;
     --found->users;
     std::size_t place = 0;
     gKept->remove_if([&place](const Kept& kept) {
@@ -52,6 +52,7 @@ void ReturnProgram(GLuint program) {
         if (kept.context == eglGetCurrentContext()) glDeleteProgram(kept.program);
         return true;
     });
+    return true;
 }
 
 void DeleteKeptPrograms(EGLContext context) {

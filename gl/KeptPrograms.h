@@ -15,7 +15,9 @@
 GLuint BorrowProgram(const std::string& vertexText, const std::string& fragmentText);
 // Keeps a program that has just been linked. It is in use, too.
 void KeepProgram(const std::string& vertexText, const std::string& fragmentText, GLuint program);
-void ReturnProgram(GLuint program);
+// False for a program that is not kept; whoever has it deletes it.
+bool ReturnProgram(GLuint program);
 
-// Deletes the context's programs: before it goes. Those that are still in use go with it.
+// Deletes the context's programs: before it goes. Those that are still in use are their users' own
+// from then on.
 POSTEFFECT_API void DeleteKeptPrograms(EGLContext context);

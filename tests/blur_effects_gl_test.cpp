@@ -227,6 +227,13 @@ TEST_F(BlurEffects, TiltShiftKeepsABandOfAnySlopeInPreviewsAndALevelOneInCapture
     EXPECT_EQ(tiltShiftAngle(), 179.99F);
     setTiltShiftAngle(std::nanf(""));
     EXPECT_EQ(tiltShiftAngle(), 179.99F);
+
+    // The widest picture in the narrowest blocks: overlaps leave nothing of them.
+    Source source(image, 2, 64);
+    GEShaderTS effect;
+    ASSERT_TRUE(InitEffect(effect, source, true));
+    uint8_t untouched = 0;
+    EXPECT_EQ(effect.ProcFrame(nullptr, &untouched, 715827882, 2), 0);
 }
 
 PixelEffect SketchModel(const CaptureImage& image, const Layout& layout, bool color) {

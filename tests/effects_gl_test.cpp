@@ -4,9 +4,9 @@
 #include <posteffect/EffectCatalog.h>
 #include <ui/GraphicBuffer.h>
 
+#include <cstdint>
 #include <cstring>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "effects/Bypass.h"
@@ -213,6 +213,22 @@ TEST_F(Effects, SetCropTakesPartsOfThePictureOnlyAndElseShowsAll) {
     EXPECT_NE(shown(0.2F, 0.2F, 0.5F, 0.5F), all);
 }
 
+// Which entry of its table a virtual operation is called through, from 0.
+template <typename Operation>
+std::size_t SlotOf(Operation operation) {
+    std::uintptr_t offset = 0;
+    std::memcpy(&offset, &operation, sizeof(offset));
+    return (offset & ~std::uintptr_t{1}) / sizeof(void*);
+}
+
+TEST(EffectTable, OperationsKeepTheirSlotsForCallersWithDeclarationsOfTheirOwn) {
+    using Crop = int (GEShaderBypass::*)(int, int, int, int);
+    EXPECT_EQ(SlotOf(&GEShader::Init), 2U);
+    EXPECT_EQ(SlotOf(&GEShader::SetParam), 8U);
+    EXPECT_EQ(SlotOf(&GEShader::GetUVDataBuf), 11U);
+    EXPECT_EQ(SlotOf(Crop{&GEShaderBypass::SetCrop}), 12U);
+}
+
 TEST_F(Effects, OperationsInTheWrongModeOrBeforeInitAreRefusedByName) {
     CaptureImage image(64, 32);
     Source source(image, 64, 32);
@@ -294,24 +310,29 @@ TEST_F(Effects, KeepProgramsForTheNextUserWithinABound) {
     SetDrawingWay(DrawingWay::kByRenderer);
 }
 
-// The planes of a picture as the converter makes them.
+// The planes of a picture as the converter makes them, for an image of the same width.
 struct Converted : GEShaderBypass {
-    std::vector<uint8_t> planes(const std::vector<uint8_t>& rgba, int width, int height) {
+    std::vector<uint8_t> planes(const std::vector<uint8_t>& rgba, int width, int height,
+                                int outHeight) {
         const auto w = static_cast<unsigned>(width);
         const auto h = static_cast<unsigned>(height);
-        std::vector<uint8_t> planes(std::size_t{w} * h + std::size_t{w} * (h / 2));
-        EXPECT_TRUE(InitYUVConverter(width, height, width, height));
+        const std::size_t lumaBytes = std::size_t{w} * static_cast<unsigned>(outHeight);
+        std::vector<uint8_t> planes(lumaBytes +
+                                    std::size_t{w} * static_cast<unsigned>(outHeight / 2));
+        EXPECT_TRUE(InitYUVConverter(width, height, width, outHeight));
         EXPECT_TRUE(m_pFboRGB->attachedTexture()->UpdateNormalTexture(rgba.data(), w, h));
         EXPECT_TRUE(ConvertYUV(0, 0));
-        EXPECT_TRUE(MemcpyYUV(planes.data(), planes.data() + std::size_t{w} * h));
+        EXPECT_TRUE(MemcpyYUV(planes.data(), planes.data() + lumaBytes));
         DeinitYUVConverter();
         return planes;
     }
 };
 
 TEST_F(Effects, EveryColorIsPackedOnTheCPUAsItIsDrawn) {
-    const std::pair<int, int> sizes[] = {{4096, 4096}, {333, 34}, {2, 2}, {7, 5}};
-    for (const auto& [width, height] : sizes) {
+    const struct {
+        int width, height, outHeight;
+    } sizes[] = {{4096, 4096, 4096}, {333, 34, 34}, {2, 2, 2}, {7, 5, 5}, {64, 4096, 16}};
+    for (const auto& [width, height, outHeight] : sizes) {
         SCOPED_TRACE(width);
         std::vector<uint8_t> rgba(std::size_t{4} * static_cast<unsigned>(width * height));
         for (std::size_t i = 0; i < rgba.size() / 4; ++i) {
@@ -320,9 +341,9 @@ TEST_F(Effects, EveryColorIsPackedOnTheCPUAsItIsDrawn) {
             std::memcpy(&rgba[4 * i], &color, sizeof(color));
         }
         SetDrawingWay(DrawingWay::kForGPU);
-        const auto drawn = Converted().planes(rgba, width, height);
+        const auto drawn = Converted().planes(rgba, width, height, outHeight);
         SetDrawingWay(DrawingWay::kForSoftware);
-        EXPECT_TRUE(Converted().planes(rgba, width, height) == drawn);
+        EXPECT_TRUE(Converted().planes(rgba, width, height, outHeight) == drawn);
     }
     SetDrawingWay(DrawingWay::kByRenderer);
 }

@@ -3,6 +3,7 @@
 #include <posteffect/EffectCatalog.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -16,6 +17,7 @@
 #include "tests/support/EffectRunner.h"
 #include "tests/support/EffectTest.h"
 #include "tests/support/GLObjectCount.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 
@@ -84,6 +86,113 @@ TEST_F(EveryEffect, StaysWithinItsMemoryWhateverItIsGiven) {
     }
     // Cells of less than a pixel, blocks smaller than two margins, overlaps larger than a block.
     EXPECT_LT(refused, run / 8);
+}
+
+// Before an Init, after a Deinit when the source has gone, and before a capture that makes its
+// targets itself.
+TEST_F(EveryEffect, RefusesToDrawWithoutItsTargets) {
+    CaptureImage image(64, 32);
+    const testing_support::LogCapture log;
+    for (const auto& effect : kEffects) {
+        if (effect.number == 0) continue;
+        SCOPED_TRACE(effect.nick);
+        const std::unique_ptr<GEShader> shader(CreateEffect(static_cast<unsigned>(effect.number)));
+        const auto refuses = [&] {
+            shader->SetCrop(0.25F, 0.25F, 0.5F, 0.5F);
+            const std::size_t before = log.errors().size();
+            EXPECT_EQ(shader->ProcBlock(0, 0, 64, 32), 0);
+            ASSERT_EQ(log.errors().size(), before + 1);
+            EXPECT_EQ(log.errors().back(), "[ProcBlock] effect not initialized");
+            EXPECT_FALSE(shader->BlockCopyYUV(image.data(), image.data(), 64, 32, 0, 0, 64, 32));
+        };
+        refuses();
+        {
+            Source source(image, 64, 32);
+            ASSERT_TRUE(InitEffect(*shader, source, true));
+            if (shader->GetYDataBuf() == nullptr) refuses();
+            shader->Deinit();
+        }
+        refuses();
+    }
+}
+
+// This context's programs, or only the newest, go without their owners.
+void DeletePrograms(bool all) {
+    DeleteKeptPrograms(eglGetCurrentContext());
+    glUseProgram(0);
+    for (GLuint name = 1000; name > 0; --name) {
+        if (!glIsProgram(name)) continue;
+        glDeleteProgram(name);
+        if (!all) return;
+    }
+}
+
+TEST_F(EveryEffect, LeavesTheStateAsItWasWhereAPassFails) {
+    CaptureImage image(64, 32);
+    for (const auto& effect : kEffects) {
+        if (effect.number == 0) continue;
+        for (const bool all : {true, false}) {
+            SCOPED_TRACE(std::string(effect.nick) + (all ? "" : ", last pass"));
+            Source source(image, 64, 32);
+            const std::unique_ptr<GEShader> shader(
+                CreateEffect(static_cast<unsigned>(effect.number)));
+            ASSERT_TRUE(InitEffect(*shader, source, false));
+            DeletePrograms(all);
+            EXPECT_EQ(shader->ProcBlock(0, 0, 64, 32), 0);
+            EXPECT_FALSE(glIsEnabled(GL_SCISSOR_TEST));
+            GLint filter = 0;
+            glActiveTexture(GL_TEXTURE0);
+            source.texture()->Bind();
+            glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &filter);
+            EXPECT_EQ(filter, GL_LINEAR);
+        }
+    }
+}
+
+// The lines by which readers of logs know an effect's programs, in order.
+TEST_F(EveryEffect, LogsTheLocationsOfItsPrograms) {
+    const char* const input = " SAMPLER_INPUT_TEX";
+    const char* const curve = " SAMPLER_INPUT_TEX SAMPLER_VIGNETTE SAMPLER_CURVE";
+    const char* const ramp =
+        " SAMPLER_INPUT_TEX SAMPLER_TEX_LUT SAMPLER_TEX_CONTRAST UNIFORM_CLIP UNIFORM_CONTROL"
+        " UNIFORM_TINT";
+    const char* const mask =
+        " SAMPLER_INPUT_TEX SAMPLER_TEX_MASK SAMPLER_TEX_CONTRAST UNIFORM_CLIP UNIFORM_CONTROL";
+    const std::pair<int, const char*> cases[] = {
+        {1, curve},
+        {2,
+         " SAMPLER_INPUT_TEX UNIFORM_GAUSSIAN_KERNEL UNIFORM_PIXEL_SHIFT SAMPLER_BLUR_TEX"
+         " SAMPLER_CLEAR_TEX UNIFORM_CENTER UNIFORM_DIST_SQUARE UNIFORM_WH_RATIO_SQ"
+         " UNIFORM_MIX_WEIGHT SAMPLER_MAT_YUV2RGB ATTRIB_GLOBAL_TEX_COORD"},
+        {4, " SAMPLER_INPUT_TEX UNIFORM_CENTER UNIFORM_RADIUS UNIFORM_SCREENRATIO"},
+        {6, curve},
+        {8, input},
+        {9, input},
+        {10, " SAMPLER_INPUT_TEX SAMPLER_CURVE UNIFORM_LOC_TEXELSIZE UNIFORM_LOC_CONTROLLER"},
+        {11, ramp},
+        {12, ramp},
+        {13, mask},
+        {14, mask},
+        {3, input},
+    };
+    SetDrawingWay(DrawingWay::kForGPU);
+    CaptureImage image(64, 32);
+    Source source(image, 64, 32);
+    for (const auto& [number, names] : cases) {
+        const std::unique_ptr<GEShader> shader(CreateEffect(static_cast<unsigned>(number)));
+        const testing_support::LogCapture log;
+        // Fisheye loads its program with the capture.
+        ASSERT_TRUE(InitEffect(*shader, source, number != 3));
+        std::string logged;
+        for (const auto& line : log.lines()) {
+            const std::size_t end = line.text.find(' ', 7);
+            const bool isLocation =
+                line.text.rfind("[Load] ", 0) == 0 && std::isupper(line.text[7]);
+            if (isLocation && line.tag != "GEShader") logged += " " + line.text.substr(7, end - 7);
+        }
+        EXPECT_EQ(logged, names) << kEffects[static_cast<std::size_t>(number)].nick;
+    }
+    SetDrawingWay(DrawingWay::kByRenderer);
 }
 
 std::vector<uint8_t> Draw(int number, const CaptureImage& image, const Crop& crop, bool capture) {

@@ -13,6 +13,7 @@
 #include "gl/GECommon.h"
 #include "gl/GLFbo.h"
 #include "gl/GLTexture.h"
+#include "gl/KeptPrograms.h"
 #include "platform/Extensions.h"
 #include "tests/support/GLObjectCount.h"
 #include "tests/support/LogCapture.h"
@@ -273,6 +274,18 @@ TEST_F(GLObjects, ProgramBinariesComeBackAndForeignFilesAreRefused) {
         EXPECT_EQ(log.errors().back(), "[LoadBinary] can't load binary shader");
         EXPECT_TRUE(CheckGLError("after", "a foreign binary"));
     }
+    {
+        // Two users of one kept program: a file replaces the program of the one that asked for it.
+        GLProgBypass first;
+        GLProgBypass second;
+        ASSERT_TRUE(first.Load() && second.Load());
+        glUseProgram(0);
+        EXPECT_FALSE(second.LoadBinary(TemporaryFile(std::string(300, 'x')).path()));
+        EXPECT_TRUE(first.Use());
+        EXPECT_TRUE(GLProgBypass().Load());
+        glUseProgram(0);
+    }
+    DeleteKeptPrograms(eglGetCurrentContext());
 }
 
 // The base's own operations, reached through an effect.
