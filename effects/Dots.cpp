@@ -120,6 +120,13 @@ constexpr int kSourceFormat = 1;        // RGBA 8888
 constexpr const char* kRuleUp = ">>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>";
 constexpr const char* kRuleDown = "<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<";
 
+// The side of a capture's reduced texture. No more texels than the cells of a block are drawn; a
+// side that is smaller than the block's by a power of two keeps coordinates the same to the bit.
+unsigned ReducedSide(unsigned side) {
+    while (side % 2 == 0 && side / 2 >= 2 * CellPlan::kCells) side /= 2;
+    return side;
+}
+
 // Texels up to the coordinate `end`.
 GLsizei Shown(float end, GLsizei texels) {
     return static_cast<GLsizei>(std::clamp(end, 0.0F, 1.0F) * static_cast<float>(texels)) + 2;
@@ -261,7 +268,8 @@ int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
     m_pSizeDownFbo->Bind();
     const auto width = static_cast<GLsizei>(m_pSizeDownTex->m_nWidth);
     const auto height = static_cast<GLsizei>(m_pSizeDownTex->m_nHeight);
-    glViewport(0, 0, width, height);
+    // A capture's is larger than the texture, which holds the corner that is drawn.
+    glViewport(0, 0, width * m_reducedBy, height * m_reducedBy);
     // No more of the cells than are shown, and one for what roundings reach.
     glEnable(GL_SCISSOR_TEST);
     glScissor(0, 0, Shown(m_enlargeCoord[4], width), Shown(m_enlargeCoord[1], height));
@@ -336,7 +344,9 @@ bool GEShaderDot::InitCaptureSource(int side, IYUVConverter* cb) {
     const CropRect crop = m_crop;
     const bool made = GEShader::Init(m_pBlockTexture.get(), 0, 0, 0, length, length, 1, cb) != 0;
     m_crop = crop;
-    return made && InitSizeDown(length, length, GL_REPEAT) && InitPrograms(m_pBlockTexture.get());
+    const unsigned reduced = ReducedSide(length);
+    m_reducedBy = static_cast<int>(length / reduced);
+    return made && InitSizeDown(reduced, reduced, GL_REPEAT) && InitPrograms(m_pBlockTexture.get());
 }
 
 void GEShaderDot::BeginBlock(const CaptureBlock& block) {
@@ -346,6 +356,7 @@ void GEShaderDot::BeginBlock(const CaptureBlock& block) {
                                  cells(place.y + place.h));
     m_reduceCoord = block.reduceQuad;
     m_enlargeCoord = block.reducedQuad;
+    for (float& coord : m_enlargeCoord) coord *= static_cast<float>(m_reducedBy);
 }
 
 int GEShaderDot::ProcCells(unsigned char* out, int imgW, int imgH, float cellSize) {

@@ -94,6 +94,7 @@ class POSTEFFECT_API GEShaderDot : public GEShader {
     std::unique_ptr<GLTexture> m_pBlockTexture;         // over it
     CropRect m_drawnCrop;     // what the reduction maps: captures are fetched through the crop
     float m_captureCell = 0;  // side of a cell, pixels of the captured image
+    int m_reducedBy = 1;      // sides of a capture's blocks over those of the reduced texture
     QuadCoords m_reduceCoord = kQuadCoords;
     QuadCoords m_enlargeCoord = kQuadCoords;
     QuadCoords m_maskCoord = kQuadCoords;
