@@ -1,5 +1,7 @@
 #include "effects/Dots.h"
 
+#include <gralloc_priv.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -263,8 +265,19 @@ int GEShaderDot::SetCrop(int, int, int, int) {
     return 1;
 }
 
+// Into the target's own texture: once the block is reduced, the result is drawn over it.
+void GEShaderDot::UploadBlock() {
+    clean_buffer(m_spSrcBuffer);  // the block was written by the CPU
+    m_pTexRGB->SetSampling(GL_REPEAT, GL_LINEAR);
+    const private_handle_t* pixels =
+        private_handle_t::dynamicCast(m_spSrcBuffer->getNativeBuffer()->handle);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, static_cast<GLsizei>(m_pTexRGB->m_nWidth),
+                    static_cast<GLsizei>(m_pTexRGB->m_nHeight), GL_RGBA, GL_UNSIGNED_BYTE,
+                    pixels->base);
+}
+
 int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
-    if (m_bCapture) clean_buffer(m_spSrcBuffer);  // the block was written by the CPU
+    if (m_bCapture) UploadBlock();
     m_pSizeDownFbo->Bind();
     const auto width = static_cast<GLsizei>(m_pSizeDownTex->m_nWidth);
     const auto height = static_cast<GLsizei>(m_pSizeDownTex->m_nHeight);
@@ -279,6 +292,7 @@ int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
     m_pDotPass1->SetTextureCoord(kQuadCoordSize, m_reduceCoord.data());
     m_pDotPass1->Draw();
     glDisable(GL_SCISSOR_TEST);
+    if (m_bCapture) m_pTexRGB->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
 
     m_pFboRGB->Bind();
     glViewport(m_nX, m_nY, m_nW, m_nH);
@@ -334,19 +348,19 @@ bool GEShaderDot::InitCaptureSource(int side, IYUVConverter* cb) {
     m_pBlockTexture.reset();
     m_spSrcBuffer = new android::GraphicBuffer(length, length, kSourceFormat, kSourceUsage);
     m_pBlockTexture = std::make_unique<GLTexture>();
+    m_pBlockTexture->LeaveToCPU();
     if (m_spSrcBuffer->initCheck() != 0 ||
         !m_pBlockTexture->Init(m_spSrcBuffer->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, length,
                                length)) {
         LOG_ERROR(gLog, "[%s] can't init m_pSrcTexture", "ProcFrame");
         return false;
     }
-    m_pBlockTexture->SetSampling(GL_REPEAT, GL_LINEAR);
     const CropRect crop = m_crop;
     const bool made = GEShader::Init(m_pBlockTexture.get(), 0, 0, 0, length, length, 1, cb) != 0;
     m_crop = crop;
     const unsigned reduced = ReducedSide(length);
     m_reducedBy = static_cast<int>(length / reduced);
-    return made && InitSizeDown(reduced, reduced, GL_REPEAT) && InitPrograms(m_pBlockTexture.get());
+    return made && InitSizeDown(reduced, reduced, GL_REPEAT) && InitPrograms(m_pTexRGB);
 }
 
 void GEShaderDot::BeginBlock(const CaptureBlock& block) {

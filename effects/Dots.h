@@ -79,6 +79,7 @@ class POSTEFFECT_API GEShaderDot : public GEShader {
     bool InitSizeDown(unsigned width, unsigned height, GLint wrap);
     bool InitPrograms(GLTexture* src);
     bool InitCaptureSource(int side, IYUVConverter* cb);
+    void UploadBlock();
     int ProcCells(unsigned char* out, int imgW, int imgH, float cellSize);
 
     std::unique_ptr<GLTexture> m_pSizeDownTex;

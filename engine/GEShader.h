@@ -130,6 +130,7 @@ class POSTEFFECT_API GEShader {
     QuadCoords m_globalCoord = kQuadCoords;  // of the current block in the whole image
 
     GLFbo* m_pFboRGB = nullptr;  // what effects draw their result into
+    GLTexture* m_pTexRGB = nullptr;
 
   private:
     void DeleteFence();
@@ -141,7 +142,6 @@ class POSTEFFECT_API GEShader {
     void PackOnCPU();
 
     bool m_bPacksOnCPU = false;  // instead of drawing the planes
-    GLTexture* m_pTexRGB = nullptr;
     GLTexture* m_pTexY = nullptr;
     GLFbo* m_pFboY = nullptr;
     GLTexture* m_pTexUV = nullptr;
