@@ -1,5 +1,7 @@
 #include "effects/Dots.h"
 
+#include <gralloc_priv.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -7,6 +9,7 @@
 #include "engine/CommonLocations.h"
 #include "engine/ShaderTexts.h"
 #include "gl/CacheMaintenance.h"
+#include "gl/RendererKind.h"
 
 namespace {
 
@@ -119,6 +122,14 @@ constexpr int kSourceFormat = 1;        // RGBA 8888
 
 constexpr const char* kRuleUp = ">>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>>";
 constexpr const char* kRuleDown = "<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<<";
+
+// The side of a capture's reduced texture where unused texels cost memory. No more texels than the
+// cells of a block are drawn; a side that is smaller than the block's by a power of two keeps
+// coordinates the same to the bit.
+unsigned ReducedSide(unsigned side) {
+    while (side % 2 == 0 && side / 2 >= 2 * CellPlan::kCells) side /= 2;
+    return side;
+}
 
 // Texels up to the coordinate `end`.
 GLsizei Shown(float end, GLsizei texels) {
@@ -256,13 +267,26 @@ int GEShaderDot::SetCrop(int, int, int, int) {
     return 1;
 }
 
+// Where a texture over the buffer would be a copy: into the target's own texture. Once the block is
+// reduced, the result is drawn over it.
+void GEShaderDot::UploadBlock() {
+    m_pTexRGB->SetSampling(GL_REPEAT, GL_LINEAR);
+    const private_handle_t* pixels =
+        private_handle_t::dynamicCast(m_spSrcBuffer->getNativeBuffer()->handle);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, static_cast<GLsizei>(m_pTexRGB->m_nWidth),
+                    static_cast<GLsizei>(m_pTexRGB->m_nHeight), GL_RGBA, GL_UNSIGNED_BYTE,
+                    pixels->base);
+}
+
 int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
     if (!ReadyToDraw(gLog)) return 0;
     if (m_bCapture) clean_buffer(m_spSrcBuffer);  // the block was written by the CPU
+    if (m_bCapture && m_bSoftware) UploadBlock();
     m_pSizeDownFbo->Bind();
     const auto width = static_cast<GLsizei>(m_pSizeDownTex->m_nWidth);
     const auto height = static_cast<GLsizei>(m_pSizeDownTex->m_nHeight);
-    glViewport(0, 0, width, height);
+    // A capture's may be larger than the texture, which holds the corner that is drawn.
+    glViewport(0, 0, width * m_reducedBy, height * m_reducedBy);
     if (!m_pDotPass1->Use()) return 0;
     // No more of the cells than are shown, and one for what roundings reach.
     glEnable(GL_SCISSOR_TEST);
@@ -272,6 +296,7 @@ int GEShaderDot::ProcBlock(unsigned int, unsigned int, int, int) {
     m_pDotPass1->SetTextureCoord(kQuadCoordSize, m_reduceCoord.data());
     m_pDotPass1->Draw();
     glDisable(GL_SCISSOR_TEST);
+    if (m_bCapture && m_bSoftware) m_pTexRGB->SetSampling(GL_CLAMP_TO_EDGE, GL_LINEAR);
 
     m_pFboRGB->Bind();
     glViewport(m_nX, m_nY, m_nW, m_nH);
@@ -327,17 +352,22 @@ bool GEShaderDot::InitCaptureSource(int side, IYUVConverter* cb) {
     m_pBlockTexture.reset();
     m_spSrcBuffer = new android::GraphicBuffer(length, length, kSourceFormat, kSourceUsage);
     m_pBlockTexture = std::make_unique<GLTexture>();
+    m_bSoftware = DrawsForSoftware();
+    if (m_bSoftware) m_pBlockTexture->LeaveToCPU();
     if (m_spSrcBuffer->initCheck() != 0 ||
         !m_pBlockTexture->Init(m_spSrcBuffer->getNativeBuffer(), GL_RGBA, GL_UNSIGNED_BYTE, length,
                                length)) {
         LOG_ERROR(gLog, "[%s] can't init m_pSrcTexture", "ProcFrame");
         return false;
     }
-    m_pBlockTexture->SetSampling(GL_REPEAT, GL_LINEAR);
+    if (!m_bSoftware) m_pBlockTexture->SetSampling(GL_REPEAT, GL_LINEAR);
     const CropRect crop = m_crop;
     const bool made = GEShader::Init(m_pBlockTexture.get(), 0, 0, 0, length, length, 1, cb) != 0;
     m_crop = crop;
-    return made && InitSizeDown(length, length, GL_REPEAT) && InitPrograms(m_pBlockTexture.get());
+    const unsigned reduced = m_bSoftware ? ReducedSide(length) : length;
+    m_reducedBy = static_cast<int>(length / reduced);
+    return made && InitSizeDown(reduced, reduced, GL_REPEAT) &&
+           InitPrograms(m_bSoftware ? m_pTexRGB : m_pBlockTexture.get());
 }
 
 void GEShaderDot::BeginBlock(const CaptureBlock& block) {
@@ -347,6 +377,7 @@ void GEShaderDot::BeginBlock(const CaptureBlock& block) {
                                  cells(place.y + place.h));
     m_reduceCoord = block.reduceQuad;
     m_enlargeCoord = block.reducedQuad;
+    for (float& coord : m_enlargeCoord) coord *= static_cast<float>(m_reducedBy);
 }
 
 int GEShaderDot::ProcCells(unsigned char* out, int imgW, int imgH, float cellSize) {

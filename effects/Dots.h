@@ -77,6 +77,7 @@ class POSTEFFECT_API GEShaderDot : public GEShader {
     bool InitSizeDown(unsigned width, unsigned height, GLint wrap);
     bool InitPrograms(GLTexture* src);
     bool InitCaptureSource(int side, IYUVConverter* cb);
+    void UploadBlock();
     int ProcCells(unsigned char* out, int imgW, int imgH, float cellSize);
 
     std::unique_ptr<GLTexture> m_pSizeDownTex;
@@ -90,8 +91,10 @@ class POSTEFFECT_API GEShaderDot : public GEShader {
     float m_fDotSizeMid = 0.0F;                         // middle of the range of sizes, set once
     android::sp<android::GraphicBuffer> m_spSrcBuffer;  // of a capture's blocks
     std::unique_ptr<GLTexture> m_pBlockTexture;         // over it
-    CropRect m_drawnCrop;     // what the reduction maps: captures are fetched through the crop
-    float m_captureCell = 0;  // side of a cell, pixels of the captured image
+    CropRect m_drawnCrop;      // what the reduction maps: captures are fetched through the crop
+    float m_captureCell = 0;   // side of a cell, pixels of the captured image
+    bool m_bSoftware = false;  // a capture's: whether blocks are uploaded into the target
+    int m_reducedBy = 1;       // sides of a capture's blocks over those of the reduced texture
     QuadCoords m_reduceCoord = kQuadCoords;
     QuadCoords m_enlargeCoord = kQuadCoords;
     QuadCoords m_maskCoord = kQuadCoords;

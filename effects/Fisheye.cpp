@@ -1,7 +1,6 @@
 #include "effects/Fisheye.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "engine/BlockPlan.h"
 #include "engine/CommonLocations.h"
@@ -248,15 +247,16 @@ bool GEShaderFisheye::UploadPlanes(const unsigned char* inY, const unsigned char
         return m_pTexLuma->UpdateNormalTexture(inY, width, height) &&
                m_pTexChroma->UpdateNormalTexture(inUV, width / 2, height / 2);
     }
-    // Chroma rows are as long as luma rows, whose last byte is no pair here.
-    const std::size_t pairBytes = width / 2 * std::size_t{2};
-    std::vector<unsigned char> pairs(pairBytes * (height / 2));
-    for (std::size_t row = 0; row < height / 2; ++row) {
-        std::copy_n(inUV + row * width, pairBytes,
-                    pairs.begin() + static_cast<long>(row * pairBytes));
+    if (!m_pTexLuma->UpdateNormalTexture(inY, width, height) ||
+        !m_pTexChroma->UpdateNormalTexture(nullptr, width / 2, height / 2)) {
+        return false;
     }
-    return m_pTexLuma->UpdateNormalTexture(inY, width, height) &&
-           m_pTexChroma->UpdateNormalTexture(pairs.data(), width / 2, height / 2);
+    // Chroma rows are as long as luma rows, whose last byte is no pair here.
+    for (int row = 0; row < imgH / 2; ++row) {
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, row, imgW / 2, 1, GL_LUMINANCE_ALPHA, GL_UNSIGNED_BYTE,
+                        inUV + static_cast<std::size_t>(row) * width);
+    }
+    return true;
 }
 
 int GEShaderFisheye::DrawTiles(unsigned char* out, int imgW, int imgH) {

@@ -140,8 +140,8 @@ class TilePlan : public BlockPlan {
 // pixel included. Edges are the even pixels at or right after the cells' edges, so that chroma
 // pairs stay whole; a block may therefore begin within a pixel and a half of its first cell's edge,
 // and end as much into the next cell. It fetches what lies from its first cell's centre to that
-// next cell's centre, through the crop; the texels of the reduced picture, a texture as large as
-// the block's, are the cells.
+// next cell's centre, through the crop; the texels of the reduced picture, in coordinates of a
+// texture as large as the block's, are the cells.
 class CellPlan : public BlockPlan {
   public:
     static constexpr int kCells = 16;

@@ -133,7 +133,8 @@ class POSTEFFECT_API GEShader {
     QuadCoords m_texCoord = kQuadCoords;     // of the current frame or block
     QuadCoords m_globalCoord = kQuadCoords;  // of the current block in the whole image
 
-    GLFbo* m_pFboRGB = nullptr;  // what effects draw their result into
+    GLFbo* m_pFboRGB = nullptr;      // what effects draw their result into
+    GLTexture* m_pTexRGB = nullptr;  // its pixels
 
   private:
     void DeleteFence();
@@ -145,7 +146,6 @@ class POSTEFFECT_API GEShader {
     void PackOnCPU();
 
     bool m_bPacksOnCPU = false;  // instead of drawing the planes
-    GLTexture* m_pTexRGB = nullptr;
     GLTexture* m_pTexY = nullptr;
     GLFbo* m_pFboY = nullptr;
     GLTexture* m_pTexUV = nullptr;

@@ -105,6 +105,7 @@ bool GEShader::InitYUVConverter(int srcWidth, int srcHeight, int outWidth, int o
 bool GEShader::InitPackedTarget(GLTexture*& texture, GLFbo*& fbo, unsigned rowBytes,
                                 unsigned height) {
     texture = new GLTexture;
+    if (m_bPacksOnCPU) texture->LeaveToCPU();
     if (!texture->Init(GL_RGBA, GL_UNSIGNED_BYTE, rowBytes / kPixelsPerTexel, height, 1)) {
         return false;
     }

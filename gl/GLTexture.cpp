@@ -178,7 +178,7 @@ bool GLTexture::Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type
     if (!CheckGLError("GLTexture::Init", "glGenTextures")) return false;
     glBindTexture(m_nTarget, m_nTexture);
     if (!CheckGLError("GLTexture::Init", "glBindTexture")) return false;
-    extensions.glEGLImageTargetTexture2DOES(m_nTarget, m_image);
+    if (!m_bLeftToCPU) extensions.glEGLImageTargetTexture2DOES(m_nTarget, m_image);
     if (!CheckEGLError("GLTexture::Init", "glEGLImageTargetTexture2DOES")) return false;
     // A texture that got no storage draws black.
     if (!CheckGLError("GLTexture::Init", "glEGLImageTargetTexture2DOES")) return false;

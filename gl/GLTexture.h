@@ -33,6 +33,9 @@ class POSTEFFECT_API GLTexture {
     // modes repeat. False on failure; delete the texture then.
     bool Init(unsigned format, unsigned type, unsigned width, unsigned height, unsigned char ST);
 
+    // Before Init of a streaming texture that only the CPU will use: GL gets no storage for it.
+    void LeaveToCPU() { m_bLeftToCPU = true; }
+
     // A streaming texture over `buffer`, which stays the caller's. False for a buffer of fewer
     // pixels.
     bool Init(ANativeWindowBuffer* buffer, unsigned format, unsigned type, unsigned width,
@@ -87,6 +90,7 @@ class POSTEFFECT_API GLTexture {
     void* DumpablePixels(const char* operation) const;
 
     bool m_bStreaming = false;
+    bool m_bLeftToCPU = false;
     GLuint m_nTexture = kUnset;
 
   public:

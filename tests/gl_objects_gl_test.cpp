@@ -88,6 +88,19 @@ TEST_F(GLObjects, StreamingTexturesRoundTheirRowsUpAndSayTheirSize) {
     EXPECT_EQ(texture->clean_buffer(), 1);
 }
 
+TEST_F(GLObjects, AStreamingTextureThatIsLeftToTheCPUHasPixelsAndNothingToDrawInto) {
+    for (const bool left : {false, true}) {
+        GLTexture texture;
+        if (left) texture.LeaveToCPU();
+        ASSERT_TRUE(texture.Init(GL_RGBA, GL_UNSIGNED_BYTE, 100, 50, 1));
+        std::memset(texture.GetSTDataBuf(), 7, 128UL * 50 * 4);
+        EXPECT_EQ(texture.clean_buffer(), 1);
+        GLFbo fbo;
+        ASSERT_TRUE(fbo.Init());
+        EXPECT_EQ(fbo.SetColorAttachment(GL_TEXTURE_2D, texture.name()), !left);
+    }
+}
+
 TEST_F(GLObjects, TexturesRefuseWhatTheirKindCannotDo) {
     const LogCapture log;
     {

@@ -11,13 +11,13 @@ constexpr int kWidthUnit = 32;        // rows of the library's graphics buffers 
 constexpr int kMaximumHeight = 2048;  // what every GPU can render to
 constexpr int kMaximumSide = 16384;   // what the largest can
 
-// Of a block, about. It takes 16 bytes a pixel: the source, its texture, the result and its planes.
+// Of a block, about. It takes 14 bytes a pixel: the source, its texture, the result and its planes.
 constexpr std::int64_t kGpuPixels = 1 << 20;     // few blocks, and small enough for any GPU
-constexpr std::int64_t kCachePixels = 3 << 16;   // 3 MiB: what a CPU draws stays in its cache
+constexpr std::int64_t kCachePixels = 3 << 16;   // what a CPU draws stays in its cache
 constexpr std::int64_t kPointsPixels = 1 << 19;  // points are in pixels of a block: as fine as they
 constexpr std::int64_t kWholePixels = 16 << 20;  // of a picture that is taken as one block
 constexpr std::int64_t kStripPixels = 4 << 20;   // of its strips otherwise
-constexpr std::int64_t kBlurPixels = 4 << 20;    // 64 MiB
+constexpr std::int64_t kBlurPixels = 4 << 20;    // 56 MiB
 
 constexpr int kLeastBlurWidth = 960;           // below it blurs would grow with the block
 constexpr int kBlurMargins = 128;              // what blurs take of a block, at most
