@@ -31,9 +31,15 @@ constexpr char kLargeVertex[] = RAMP_LARGE_VERTEX;
     ") * g_fvController.w * rgb;\n"                     \
     "}\n"
 
-// Dark pixels take the shadows' tones, bright ones the highlights'.
+// Dark pixels take the shadows' tones, bright ones the highlights'. The comparisons within pow()
+// are made one pixel at a time where the compiler can tell that the base is a half float; a term
+// too small for any tone hides that from it.
 #define CM_TONE                                                    \
+    "#ifdef FOR_SOFTWARE\n"                                        \
+    "  float bright = pow(src.x + 1.0e-30, g_fvController.z);\n"   \
+    "#else\n"                                                      \
     "  float bright = pow(src.x, g_fvController.z);\n"             \
+    "#endif\n"                                                     \
     "  src.z = mix(g_fvSplitTones.z, g_fvSplitTones.x, bright);\n" \
     "  src.y = mix(g_fvSplitTones.w, g_fvSplitTones.y, bright);\n"
 

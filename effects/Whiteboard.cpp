@@ -117,6 +117,12 @@ int GEShaderWhiteboard::Init(GLTexture* src, unsigned int out, unsigned int x, u
     return FinishInit();
 }
 
+// The neighbours' centres too, where a pixel of the picture is a pixel of the texture.
+bool GEShaderWhiteboard::ReadsPixelCentres() const {
+    return m_texCoord == kQuadCoords && m_nW == static_cast<int>(m_pSrcTexture->m_nStride) &&
+           m_nH == static_cast<int>(m_pSrcTexture->m_nHeight);
+}
+
 void GEShaderWhiteboard::ReleaseTextures() {
     m_curve.reset();
 }

@@ -25,6 +25,7 @@ class POSTEFFECT_API GEShaderWhiteboard : public SinglePassEffect {
     int SetParam(unsigned int index, int a, int b, int c, int d) override;
 
   protected:
+    bool ReadsPixelCentres() const override;
     void ReleaseTextures() override;
     GLProgram* CreateProgram() const override;
     void SetUniforms(GLProgram& program) override;

@@ -1,5 +1,6 @@
 // Textures from and to BMP files.
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -30,13 +31,52 @@ void SwapToFileOrder(unsigned char* pixels, std::size_t count) {
     }
 }
 
-// Gives the bound texture grey levels as RGBA, which is what GL makes of them when it samples. Row
-// by row: a whole picture would scatter the heap.
-void UploadSpread(const unsigned char* levels, GLsizei width, GLsizei height) {
+// Pixels that software renderers sample one at a time, whole ones together.
+struct Spread {
+    unsigned format;
+    unsigned type;
+    std::size_t bytes;
+    // Red, green and blue, of the value that GL gives the pixel when it samples it.
+    void (*pixel)(const unsigned char* from, unsigned char* to);
+};
+
+void SpreadGrey(const unsigned char* from, unsigned char* to) {
+    std::fill_n(to, 3, *from);
+}
+
+void SpreadPacked(const unsigned char* from, unsigned char* to) {
+    std::uint16_t packed = 0;
+    std::memcpy(&packed, from, sizeof packed);
+    const unsigned red = packed >> 11U;
+    const unsigned green = packed >> 5U & 63U;
+    const unsigned blue = packed & 31U;
+    to[0] = static_cast<unsigned char>(red << 3U | red >> 2U);
+    to[1] = static_cast<unsigned char>(green << 2U | green >> 4U);
+    to[2] = static_cast<unsigned char>(blue << 3U | blue >> 2U);
+}
+
+constexpr Spread kSpreads[] = {
+    {GL_LUMINANCE, GL_UNSIGNED_BYTE, 1, SpreadGrey},
+    {GL_RGB, GL_UNSIGNED_SHORT_5_6_5, 2, SpreadPacked},
+};
+
+// Null for pixels that are best left alone.
+const Spread* FindSpread(unsigned format, unsigned type) {
+    for (const Spread& row : kSpreads) {
+        if (row.format == format && row.type == type) return &row;
+    }
+    return nullptr;
+}
+
+// Gives the bound texture its pixels as RGBA. Row by row: a whole picture would scatter the heap.
+void UploadSpread(const Spread& spread, const unsigned char* pixels, GLsizei width,
+                  GLsizei height) {
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
     std::vector<unsigned char> row(static_cast<std::size_t>(width) * 4, 255);
     for (GLsizei y = 0; y < height; ++y) {
-        for (std::size_t i = 0; i < row.size(); i += 4) std::fill_n(&row[i], 3, *levels++);
+        for (std::size_t i = 0; i < row.size(); i += 4, pixels += spread.bytes) {
+            spread.pixel(pixels, &row[i]);
+        }
         glTexSubImage2D(GL_TEXTURE_2D, 0, 0, y, width, 1, GL_RGBA, GL_UNSIGNED_BYTE, row.data());
     }
 }
@@ -105,9 +145,9 @@ bool GLTexture::LoadBMP(const char* path, unsigned format, unsigned type, unsign
     } else if (!UpdateNormalTexture(data.get(), w, h)) {
         return false;
     }
-    if (ST == 0 && format == GL_LUMINANCE && type == GL_UNSIGNED_BYTE && DrawsForSoftware()) {
-        // Software renderers sample grey levels one at a time, whole pixels together.
-        UploadSpread(data.get(), width, height);
+    const Spread* spread = FindSpread(format, type);
+    if (ST == 0 && spread != nullptr && DrawsForSoftware()) {
+        UploadSpread(*spread, data.get(), width, height);
         if (!CheckGLError("GLTexture::LoadBMP", "glTexImage2D")) return false;
     }
     SetParameters(GL_LINEAR, GL_REPEAT);
