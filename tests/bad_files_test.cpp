@@ -119,9 +119,10 @@ TEST_F(BadFiles, WhatIsNoFileIsToldWithinSeconds) {
 
 TEST_F(BadFiles, SizesAtTheEdgeAreReadOrRefusedByTheirLimit) {
     const struct {
-        int width, height;
-        const char* effect;
-        const char* says;  // null: filtered
+        int width = 0;
+        int height = 0;
+        const char* effect = "";
+        const char* says = nullptr;  // null: filtered
         const char* output = "out.png";
     } rows[] = {{1, 1, "vignette", nullptr},
                 {1, 1, "tilt-shift", nullptr},

@@ -147,13 +147,11 @@ TEST_F(Command, EveryFaultIsOneLineWithItsExitCodeAndNoOutput) {
     fs::create_symlink("in.jpg", m_folder.path("link.jpg"));
     fs::create_hard_link(m_folder.path("in.jpg"), m_folder.path("hard.jpg"));
     // No driver anywhere.
-    RunOptions noFiles;
-    noFiles.environment = {{"POSTEFFECT_SYSROOT", m_folder.path("folder")}};
-    RunOptions noGpu;
-    noGpu.environment = {{"__EGL_VENDOR_LIBRARY_DIRS", m_folder.path("folder")},
-                         {"__EGL_VENDOR_LIBRARY_FILENAMES", ""}};
-    RunOptions noRoom;
-    noRoom.maximumFileSize = 100;
+    const RunOptions noFiles = {{}, {{"POSTEFFECT_SYSROOT", m_folder.path("folder")}}};
+    const RunOptions noGpu = {{},
+                              {{"__EGL_VENDOR_LIBRARY_DIRS", m_folder.path("folder")},
+                               {"__EGL_VENDOR_LIBRARY_FILENAMES", ""}}};
+    const RunOptions noRoom = {{}, {}, 100};
 
     constexpr char kDrivers[] = "libegl1 libegl-mesa0 libgl1-mesa-dri libgles2";
     const std::string vignette = "--effect=vignette";

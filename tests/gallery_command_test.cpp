@@ -43,9 +43,8 @@ class Commands : public CommandTest {
     RgbPicture picture(const std::string& uri) const {
         const std::string begin = "data:image/jpeg;base64,";
         EXPECT_EQ(uri.rfind(begin, 0), 0U);
-        RunOptions options;
-        options.input = ToBytes(uri.substr(begin.size()));
-        return DecodeRgb(RunProgram(m_folder, "/usr/bin/base64", {"-d"}, options).output);
+        const Bytes text = ToBytes(uri.substr(begin.size()));
+        return DecodeRgb(RunProgram(m_folder, "/usr/bin/base64", {"-d"}, {text}).output);
     }
 };
 
@@ -246,32 +245,14 @@ TEST_F(Commands, BenchMeasuresEveryEffectAgainstTheVignette) {
                              {2, {"bloom"}, {"--effect=blom"}}});
 }
 
-TEST_F(Commands, DoctorNamesTheRendererAndTheFiles) {
-    const json findings = parsed(succeed({"doctor", "--json"}));
-    EXPECT_NE(findings["renderer"]["renderer"], "");
-    EXPECT_GE(findings["renderer"]["maximum_size"], 2048);
-    EXPECT_EQ(findings["renderer"]["shares_buffers"], false);
-    EXPECT_EQ(findings["platforms"].size(), 3U);
-    EXPECT_EQ(findings["failing_effects"], json::array());
-    EXPECT_EQ(findings["files"].size(), 15U);
-    for (const json& file : findings["files"]) {
-        EXPECT_EQ(file["found"], true) << file["file"];
-        EXPECT_TRUE(fs::exists(file["path"].get<std::string>())) << file["path"];
-    }
-}
-
 TEST_F(Commands, DoctorSaysWhatIsMissing) {
-    RunOptions noDisplay;
-    noDisplay.environment = {{"POSTEFFECT_EGL", "none of these"}};
-    const Outcome blind = run({"doctor", "--json"}, noDisplay);
+    const Outcome blind = run({"doctor", "--json"}, {{}, {{"POSTEFFECT_EGL", "none of these"}}});
     EXPECT_EQ(blind.exitCode, 3);
     const json findings = parsed(blind.output);
     EXPECT_TRUE(findings["renderer"].is_null());
     EXPECT_THAT(findings["advice"][0].get<std::string>(), testing::HasSubstr("libegl1"));
 
-    RunOptions noFiles;
-    noFiles.environment = {{"POSTEFFECT_SYSROOT", m_folder.path("")}};
-    const Outcome bare = run({"doctor"}, noFiles);
+    const Outcome bare = run({"doctor"}, {{}, {{"POSTEFFECT_SYSROOT", m_folder.path("")}}});
     EXPECT_EQ(bare.exitCode, 1);
     const std::string told(bare.output.begin(), bare.output.end());
     EXPECT_THAT(told, testing::HasSubstr("MISSING"));
@@ -280,26 +261,31 @@ TEST_F(Commands, DoctorSaysWhatIsMissing) {
 
 TEST_F(Commands, DoctorFindsThePluginInTheFoldersOfGStreamer) {
     m_folder.write("libgstposteffect.so", ToBytes("plug-in"));
-    RunOptions options;
-    options.environment = {{"GST_PLUGIN_PATH", "/nowhere:" + m_folder.path("")}};
+    const RunOptions options = {{}, {{"GST_PLUGIN_PATH", "/nowhere:" + m_folder.path("")}}};
     EXPECT_EQ(parsed(succeed({"doctor", "--json"}, options))["gstreamer_plugin"],
               m_folder.path("/libgstposteffect.so"));
 }
 
 // Each effect fails without any file that doctor says it needs, and only those do. All but one
 // effect take the mask for wide frames in wide frames only.
-TEST_F(Commands, DoctorKnowsWhichEffectsNeedAFile) {
+TEST_F(Commands, DoctorKnowsTheRendererAndWhichEffectsNeedAFile) {
     const json findings = parsed(succeed({"doctor", "--json"}));
+    EXPECT_NE(findings["renderer"]["renderer"], "");
+    EXPECT_GE(findings["renderer"]["maximum_size"], 2048);
+    EXPECT_EQ(findings["renderer"]["shares_buffers"], false);
+    EXPECT_EQ(findings["platforms"].size(), 3U);
+    EXPECT_EQ(findings["failing_effects"], json::array());
+    EXPECT_EQ(findings["files"].size(), 15U);
     const fs::path folder = fs::path(findings["files"][0]["path"].get<std::string>()).parent_path();
     const fs::path copy = m_folder.path("root/system/media/GPU");
-    RunOptions options;
-    options.environment = {{"POSTEFFECT_SYSROOT", m_folder.path("root")}};
+    const RunOptions options = {{}, {{"POSTEFFECT_SYSROOT", m_folder.path("root")}}};
     for (const json& file : findings["files"]) {
         const std::string name = file["file"];
         SCOPED_TRACE(name);
+        EXPECT_EQ(file["found"], true);
         fs::create_directories(copy);
         fs::copy(folder, copy, fs::copy_options::recursive);
-        fs::remove(copy / name);
+        EXPECT_TRUE(fs::remove(copy / name));
         const Outcome outcome = run({"doctor", "--json"}, options);
         EXPECT_EQ(outcome.exitCode, 1);
         const json without = parsed(outcome.output);

@@ -69,7 +69,7 @@ struct Kind {
     }
 
     std::string caps;
-    GstVideoInfo info;
+    GstVideoInfo info{};
     bool layoutIsTold = false;  // with each frame: it is not the usual one
 };
 

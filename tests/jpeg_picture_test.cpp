@@ -25,13 +25,14 @@ using posteffect::JpegPicture;
 
 using Factors = std::array<std::array<int, 2>, 3>;
 
-const struct {
-    const char* name;
-    Factors sampling;
+struct Coding {
+    const char* name = "";
+    Factors sampling = {};
     const char* colors = "ycc";
     bool progressive = false;
     bool arithmetic = false;
-} kCodings[] = {
+};
+const Coding kCodings[] = {
     {"4:2:0", {{{2, 2}, {1, 1}, {1, 1}}}},
     {"4:4:4", {{{1, 1}, {1, 1}, {1, 1}}}},
     {"4:4:4 with factors 2", {{{2, 1}, {2, 1}, {2, 1}}}},
@@ -53,7 +54,7 @@ const posteffect::Size kSizes[] = {{1, 1},   {2, 2},   {3, 1},   {1, 5},    {7, 
                                    {16, 16}, {33, 17}, {50, 31}, {100, 75}, {20000, 1}};
 
 TEST(JpegPicture, AnyCodingAndSizeComesBackAsThePictureItWas) {
-    for (const auto& coding : kCodings) {
+    for (const Coding& coding : kCodings) {
         for (const posteffect::Size& size : kSizes) {
             SCOPED_TRACE(testing::Message() << coding.name << " " << SizeText(size));
             JpegRecipe recipe = Sized(size.width, size.height, 100);
@@ -206,7 +207,7 @@ std::vector<posteffect::JpegSegment> Updated(const Bytes& exif, posteffect::Size
 
 TEST(Exif, OnlyWhatTheTurnChangesIsChanged) {
     for (const ExifByteOrder order : {EXIF_BYTE_ORDER_INTEL, EXIF_BYTE_ORDER_MOTOROLA}) {
-        const Bytes renewed = {0xFF, 0xD8, 9, 9, 0xFF, 0xD9};
+        Bytes renewed = {0xFF, 0xD8, 9, 9, 0xFF, 0xD9};
         const ExifRecipe before = {order, 6, 480, 320, {0xFF, 0xD8, 1, 2, 3, 0xFF, 0xD9}};
         const ExifRecipe expected = {order, 1, 320, 480, renewed};
         const auto segments =

@@ -203,8 +203,7 @@ TEST_F(Photo, QualityKeepChangesNoSampleWithoutAnEffectAndNoTableWithOne) {
             EXPECT_EQ(dim.coding->components[c].horizontal, recipe.sampling[c][0]);
             EXPECT_EQ(dim.coding->components[c].vertical, recipe.sampling[c][1]);
         }
-        // The corners are darkened.
-        for (const int x : {2, 22, 42}) {
+        for (const int x : {2, 22, 44}) {
             for (std::size_t c = 0; c < 3; ++c) {
                 EXPECT_NEAR(jpeg("dim.jpg")(x, 15)[c], jpeg("in.jpg")(x, 15)[c], 14);
             }
@@ -333,9 +332,7 @@ TEST_F(Photo, MetadataAndOrientationGoAsAsked) {
 
 TEST_F(Photo, PipesAndForceKeepTheFormat) {
     m_folder.write("in.png", smallPng());
-    RunOptions options;
-    options.input = smallPng();
-    const Bytes piped = succeed({"photo", "-", "-", "-e", "none"}, options);
+    const Bytes piped = succeed({"photo", "-", "-", "-e", "none"}, {smallPng()});
     EXPECT_EQ(LargestDifference(DecodePngFile(piped), Solid), 0);
     copy("in.png", "in.png");
     EXPECT_EQ(m_folder.read("in.png"), piped);
@@ -352,8 +349,7 @@ TEST_F(Photo, FaultsAreOneLineWithTheirExitCode) {
     for (const char* name : {"a.png", "b.png", "ba.png", "other/a.png"}) {
         m_folder.write(name, smallPng());
     }
-    RunOptions noRoom;
-    noRoom.maximumFileSize = 20;
+    const RunOptions noRoom = {{}, {}, 20};
     const std::vector<Fault> faults = {
         {2, {"a.png", "other/a.png", "both"}, {"a.png", "other/a.png", "-o", "new/", "-e", "none"}},
         {2, {"a.png", "a.jpg", "both"}, {"a.png", "a.jpg", "-o", "{stem}.tif", "-e", "none"}},

@@ -36,8 +36,8 @@ struct Outcome {
 };
 
 struct RunOptions {
-    Bytes input;                                                   // on standard input
-    std::vector<std::pair<std::string, std::string>> environment;  // added to ours
+    Bytes input = {};                                                   // on standard input
+    std::vector<std::pair<std::string, std::string>> environment = {};  // added to ours
     long maximumFileSize = 0;  // bytes; writing beyond fails; 0: no limit
 };
 
