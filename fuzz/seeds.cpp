@@ -34,36 +34,28 @@ class Seeds {
     std::filesystem::path m_folder;
 };
 
-Rgb Smooth(int x, int y) {
-    return {60 + x, 100 + y, 180 - x};
-}
-
-Rgba Glass(int x, int y) {
-    return {40 + 9 * x, 90 + 5 * y, 200 - 7 * x, 255 - 12 * x};
-}
-
 void WriteJpegs(const Seeds& seeds) {
     JpegRecipe recipe;
     recipe.width = 19;
     recipe.height = 13;
     recipe.quality = 60;
-    seeds.write("jpeg", "thumbnail", MakeJpeg(recipe, Smooth));
+    seeds.write("jpeg", "thumbnail", MakeJpeg(recipe, Ramp));
     ExifRecipe exif;
     exif.orientation = 6;
-    exif.thumbnail = MakeJpeg(recipe, Smooth);
+    exif.thumbnail = MakeJpeg(recipe, Ramp);
     for (const char* colors : {"ycc", "gray", "rgb", "cmyk"}) {
         recipe.colors = colors;
-        seeds.write("jpeg", colors, MakeJpeg(recipe, Smooth));
+        seeds.write("jpeg", colors, MakeJpeg(recipe, Ramp));
     }
     recipe.colors = "ycc";
     recipe.sampling = {{{1, 2}, {1, 1}, {1, 1}}};
     recipe.progressive = true;
     recipe.segments = {{kApp0 + 1, MakeExif(exif)}};
-    seeds.write("jpeg", "exif", MakeJpeg(recipe, Smooth));
+    seeds.write("jpeg", "exif", MakeJpeg(recipe, Ramp));
     recipe.arithmetic = true;
     recipe.progressive = false;
     recipe.segments.clear();
-    seeds.write("jpeg", "arithmetic", MakeJpeg(recipe, Smooth));
+    seeds.write("jpeg", "arithmetic", MakeJpeg(recipe, Ramp));
 }
 
 void WritePictures(const Seeds& seeds) {

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "service/GECameraParameters.h"
 #include "tests/support/LogCapture.h"
@@ -16,10 +19,7 @@ using testing::ElementsAre;
 using testing_support::LogCapture;
 
 TEST(CameraParameters, ReadTextOfAnyShape) {
-    const struct {
-        const char* text;
-        const char* flattened;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"", ""},
         {";;;", ""},
         {"a=1", "a=1"},
@@ -30,8 +30,8 @@ TEST(CameraParameters, ReadTextOfAnyShape) {
         {"=;==;===", ""},
         {"a==;\xC3\xA4=\xF0\x9F\x98\x80\xFF", "a==;\xC3\xA4=\xF0\x9F\x98\x80\xFF"},
     };
-    for (const auto& c : cases) {
-        EXPECT_STREQ(CameraParameters(String8(c.text)).flatten().string(), c.flattened) << c.text;
+    for (const auto& [text, flattened] : cases) {
+        EXPECT_STREQ(CameraParameters(String8(text)).flatten().string(), flattened) << text;
     }
     const std::string large = "a=" + std::string(1 << 20, 'x');
     EXPECT_STREQ(CameraParameters(String8(large.c_str())).flatten().string(), large.c_str());
@@ -78,46 +78,38 @@ TEST(GECameraParameters, TellTheEffectByTheFirstCharacter) {
 }
 
 TEST(GECameraParameters, ReadFourNumbersOrNothing) {
-    const struct {
-        const char* value;
-        bool ok;
-        int a, b, c, d;
-    } cases[] = {
-        {"1,2,3,4", true, 1, 2, 3, 4},
-        {"1,2,3,4junk", true, 1, 2, 3, 4},
-        {" 1, -2,\t3,4", true, 1, -2, 3, 4},
-        {"1,2,3,", true, 1, 2, 3, 0},
-        {",,,", true, 0, 0, 0, 0},
-        {"010,-09,3,4", true, 10, -9, 3, 4},
-        {"99999999999,-99999999999999999999,3,4", true, INT_MAX, INT_MIN, 3, 4},
-        {"+1,+2,\n3,+", true, 1, 2, 3, 0},
-        {"1,2,3,nan", true, 1, 2, 3, 0},
-        {"0x10,2,3,4", false, 0, 0, 0, 0},
-        {"1e9,2,3,4", false, 0, 0, 0, 0},
-        {"inf,2,3,4", false, 0, 0, 0, 0},
-        {"--1,2,3,4", false, 0, 0, 0, 0},
-        {"\xC3\xA4,2,3,4", false, 0, 0, 0, 0},
-        {"1,2,3", false, 0, 0, 0, 0},
-        {"1 ,2,3,4", false, 0, 0, 0, 0},
-        {"1.5,2,3,4", false, 0, 0, 0, 0},
-        {"", false, 0, 0, 0, 0},
-        {"x,2,3,4", false, 0, 0, 0, 0},
+    std::vector<std::pair<std::string, std::vector<int>>> cases = {
+        {"1,2,3,4", {1, 2, 3, 4}},
+        {"1,2,3,4junk", {1, 2, 3, 4}},
+        {" 1, -2,\t3,4", {1, -2, 3, 4}},
+        {"1,2,3,", {1, 2, 3, 0}},
+        {",,,", {0, 0, 0, 0}},
+        {"010,-09,3,4", {10, -9, 3, 4}},
+        {"99999999999,-99999999999999999999,3,4", {INT_MAX, INT_MIN, 3, 4}},
+        {"+1,+2,\n3,+", {1, 2, 3, 0}},
+        {"1,2,3,nan", {1, 2, 3, 0}},
     };
+    for (const char* refused :
+         {"0x10,2,3,4", "1e9,2,3,4", "inf,2,3,4", "--1,2,3,4", "\xC3\xA4,2,3,4", "1,2,3",
+          "1 ,2,3,4", "1.5,2,3,4", "", "x,2,3,4"}) {
+        cases.push_back({refused, {}});
+    }
     const char* keys[] = {"GE-param0", "GE-param1", "GE-param2", "GE-param3"};
-    for (const auto& c : cases) {
+    for (const auto& [value, numbers] : cases) {
         for (int group = 0; group < 4; ++group) {
-            SCOPED_TRACE(c.value);
+            SCOPED_TRACE(value);
             GECameraParameters parameters;
-            parameters.set(keys[group], c.value);
-            int a = 5, b = 6, cc = 7, d = 8;
-            ASSERT_EQ(parameters.getGPUEffectParam(group, &a, &b, &cc, &d), c.ok);
-            EXPECT_EQ(a, c.ok ? c.a : 5);
-            EXPECT_EQ(b, c.ok ? c.b : 6);
-            EXPECT_EQ(cc, c.ok ? c.c : 7);
-            EXPECT_EQ(d, c.ok ? c.d : 8);
-            EXPECT_EQ(parameters.getGPUEffectParam(group, nullptr, nullptr, nullptr, nullptr),
-                      c.ok);
-            EXPECT_FALSE(parameters.getGPUEffectParam((group + 1) % 4, &a, &b, &cc, &d));
+            parameters.set(keys[group], value.c_str());
+            const auto get = [&](int index) {
+                std::vector<int> n = {5, 6, 7, 8};
+                const bool ok = parameters.getGPUEffectParam(index, &n[0], &n[1], &n[2], &n[3]);
+                EXPECT_EQ(parameters.getGPUEffectParam(index, nullptr, nullptr, nullptr, nullptr),
+                          ok);
+                EXPECT_TRUE(ok || n == (std::vector<int>{5, 6, 7, 8}));
+                return ok ? n : std::vector<int>();
+            };
+            EXPECT_EQ(get(group), numbers);
+            EXPECT_TRUE(get((group + 1) % 4).empty());
         }
     }
     GECameraParameters parameters;

@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/FrameColors.h"
@@ -29,33 +30,27 @@ using testing_support::Samples;
 
 constexpr uint8_t kPad = 0x5A;
 
-enum Layout { kNv21, kNv12, kI420 };
+// The library's own is NV21 without a byte between the planes.
+enum Layout { kNv21, kNv12, kI420, kLibrarys };
 
 // A frame whose rows are longer than the picture, in memory that ends with the picture.
 class Frame {
   public:
     Frame(int width, int height, Layout layout, int extra)
-        : m_width(width),
-          m_height(height),
-          m_lumaStride(width + extra),
-          m_pairs((width + 1) / 2),
-          m_rows((height + 1) / 2),
-          m_step(layout == kI420 ? 1 : 2),
-          m_chromaStride(m_pairs * m_step + extra),
-          m_luma(Bytes(m_lumaStride, height, width)),
-          m_chroma(Bytes(m_chromaStride, m_rows, m_pairs * m_step)),
-          m_chroma2(Bytes(m_chromaStride, m_rows, m_pairs * m_step)) {
+        : m_pairs((width + 1) / 2), m_rows((height + 1) / 2) {
         view.width = width;
         view.height = height;
-        view.luma = m_luma.data();
-        view.lumaStride = m_lumaStride;
-        view.u = m_chroma.data() + (layout == kNv21 ? 1 : 0);
-        view.v = layout == kI420 ? m_chroma2.data() : m_chroma.data() + (layout == kNv12 ? 1 : 0);
-        view.chromaStride = m_chromaStride;
-        view.chromaStep = m_step;
-        std::fill_n(m_luma.data(), Bytes(m_lumaStride, height, width), kPad);
-        std::fill_n(m_chroma.data(), Bytes(m_chromaStride, m_rows, m_pairs * m_step), kPad);
-        std::fill_n(m_chroma2.data(), Bytes(m_chromaStride, m_rows, m_pairs * m_step), kPad);
+        view.chromaStep = layout == kI420 ? 1 : 2;
+        view.lumaStride = width + extra;
+        view.chromaStride = m_pairs * view.chromaStep + extra;
+        const auto chroma = [&] {
+            return memory(view.chromaStride * (m_rows - 1) + m_pairs * view.chromaStep);
+        };
+        const int luma = view.lumaStride * (height - 1) + width;
+        view.luma = memory(layout == kLibrarys ? luma / 2 * 3 : luma);
+        uint8_t* const first = layout == kLibrarys ? view.luma + luma : chroma();
+        view.u = layout == kNv21 || layout == kLibrarys ? first + 1 : first;
+        view.v = layout == kI420 ? chroma() : layout == kNv12 ? first + 1 : first;
     }
 
     template <typename Sample>
@@ -67,42 +62,38 @@ class Frame {
         forEach([&](const uint8_t* byte, int, int, int) { bytes.push_back(*byte); });
         return bytes;
     }
-    // Bytes between the rows.
+    // Whether nothing was written between the rows. The picture is lost.
     bool paddingIsUntouched() {
-        for (int y = 0; y + 1 < m_height; ++y) {
-            for (int x = m_width; x < m_lumaStride; ++x) {
-                if (view.luma[y * m_lumaStride + x] != kPad) return false;
-            }
-        }
-        for (int y = 0; y + 1 < m_rows; ++y) {
-            for (int x = m_pairs * m_step; x < m_chromaStride; ++x) {
-                if (m_chroma.data()[y * m_chromaStride + x] != kPad) return false;
-            }
-        }
-        return true;
+        fill([](int, int, int) { return kPad; });
+        return std::all_of(m_memory.begin(), m_memory.end(), [](const auto& part) {
+            return std::count(part.first.data(), part.first.data() + part.second, kPad) ==
+                   part.second;
+        });
     }
 
     FrameView view;
 
   private:
-    static std::size_t Bytes(int stride, int rows, int last) {
-        return static_cast<std::size_t>(stride * (rows - 1) + last);
+    uint8_t* memory(int size) {
+        m_memory.emplace_back(GuardedBuffer(static_cast<std::size_t>(size)), size);
+        return std::fill_n(m_memory.back().first.data(), size, kPad) - size;
     }
     template <typename Work>
     void forEach(Work work) {
-        for (int y = 0; y < m_height; ++y) {
-            for (int x = 0; x < m_width; ++x) work(view.luma + y * m_lumaStride + x, 0, x, y);
+        for (int y = 0; y < view.height; ++y) {
+            for (int x = 0; x < view.width; ++x) work(view.luma + y * view.lumaStride + x, 0, x, y);
         }
         for (int y = 0; y < m_rows; ++y) {
             for (int x = 0; x < m_pairs; ++x) {
-                work(view.u + y * m_chromaStride + x * m_step, 1, x, y);
-                work(view.v + y * m_chromaStride + x * m_step, 2, x, y);
+                const int at = y * view.chromaStride + x * view.chromaStep;
+                work(view.u + at, 1, x, y);
+                work(view.v + at, 2, x, y);
             }
         }
     }
 
-    int m_width, m_height, m_lumaStride, m_pairs, m_rows, m_step, m_chromaStride;
-    GuardedBuffer m_luma, m_chroma, m_chroma2;
+    const int m_pairs, m_rows;
+    std::vector<std::pair<GuardedBuffer, int>> m_memory;
 };
 
 uint8_t Scene(int plane, int x, int y) {
@@ -118,11 +109,13 @@ void Set(FrameFilter& filter, const char* nick,
     }
 }
 
+// What the filter makes of the scene in the frame.
 std::vector<uint8_t> Filtered(FrameFilter& filter, Frame& frame, const FrameColor& color = {}) {
     frame.fill(Scene);
     EXPECT_EQ(filter.process(frame.view, color), kPostEffectOk);
+    std::vector<uint8_t> picture = frame.picture();
     EXPECT_TRUE(frame.paddingIsUntouched());
-    return frame.picture();
+    return picture;
 }
 
 TEST(FrameFilter, LayoutAndRowLengthsMakeNoDifference) {
@@ -141,31 +134,12 @@ TEST(FrameFilter, LayoutAndRowLengthsMakeNoDifference) {
 
 // The picture that the library works on where it lies is the one that it works on in a copy.
 TEST(FrameFilter, FullRangeFramesOfTheLibrarysShapeNeedNoCopy) {
-    std::vector<uint8_t> together(64 * 48 / 2 * 3);
-    FrameView view;
-    view.width = 64;
-    view.height = 48;
-    view.luma = together.data();
-    view.lumaStride = view.chromaStride = 64;
-    view.chromaStep = 2;
-    view.v = view.luma + 64 * 48;
-    view.u = view.v + 1;
-    Frame apart(64, 48, kI420, 5);
     const FrameColor full = {ColorRange::kFull, ColorMatrix::kBt601};
     FrameFilter filter;
     Set(filter, "two-tone-h");
-    const auto expected = Filtered(filter, apart, full);
-    for (int y = 0; y < 48; ++y) {
-        for (int x = 0; x < 64; ++x) view.luma[y * 64 + x] = Scene(0, x, y);
-    }
-    for (int y = 0; y < 24; ++y) {
-        for (int x = 0; x < 32; ++x) {
-            view.u[y * 64 + 2 * x] = Scene(1, x, y);
-            view.v[y * 64 + 2 * x] = Scene(2, x, y);
-        }
-    }
-    EXPECT_EQ(filter.process(view, full), kPostEffectOk);
-    EXPECT_TRUE(std::equal(together.begin(), together.begin() + 64 * 48, expected.begin()));
+    Frame together(64, 48, kLibrarys, 0);
+    Frame apart(64, 48, kI420, 5);
+    EXPECT_EQ(Filtered(filter, together, full), Filtered(filter, apart, full));
 }
 
 // One colour in, and what a double-precision reference makes of it out, for all kinds of colours:
@@ -198,13 +172,14 @@ TEST(FrameFilter, ColoursComeBackAsTheyWere) {
 TEST(FrameFilter, FoldsAboutTheFramesMiddleAndTurnsTheFoldWhileItRuns) {
     FrameFilter filter;
     Frame frame(100, 60, kNv12, 0);  // 28 columns short of the next unit
-    const auto luma = [&](int x, int y) { return int{frame.view.luma[y * 100 + x]}; };
     Set(filter, "mirror", {{1.0, 0.0}});
-    Filtered(filter, frame);
-    for (int x = 0; x < 50; ++x) EXPECT_NEAR(luma(99 - x, 11), luma(x, 11), 2) << x;
+    const auto across = Filtered(filter, frame);
+    for (std::size_t x = 0; x < 50; ++x) EXPECT_NEAR(across[1199 - x], across[1100 + x], 2) << x;
     Set(filter, "mirror", {{0.0, 0.0}});
-    Filtered(filter, frame);
-    for (int y = 0; y < 30; ++y) EXPECT_NEAR(luma(7, 59 - y), luma(7, y), 2) << y;
+    const auto down = Filtered(filter, frame);
+    for (std::size_t y = 0; y < 30; ++y) {
+        EXPECT_NEAR(down[(59 - y) * 100 + 7], down[y * 100 + 7], 2) << y;
+    }
 }
 
 TEST(FrameFilter, CropsRawGroupsAndSizesMayChangeWithEveryFrame) {

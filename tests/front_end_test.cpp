@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/common/EffectParameters.h"
@@ -21,30 +22,31 @@
 
 namespace {
 
+using posteffect::Size;
+
+const posteffect::EffectInfo& Effect(const std::string& nick) {
+    return *std::find_if(posteffect::kEffects.begin(), posteffect::kEffects.end(),
+                         [&nick](const auto& row) { return row.nick == nick; });
+}
+
 TEST(BlockSize, FitsThePictureAndTheGpuForAnySize) {
     std::mt19937 random(3);
+    // All magnitudes alike.
+    const auto side = [&random] {
+        const int bound = 2 << random() % 16;
+        return 1 + static_cast<int>(random() % static_cast<unsigned>(bound)) % 65500;
+    };
+    const auto pixels = [](Size size) { return double{1} * size.width * size.height; };
     for (int i = 0; i < 5000; ++i) {
-        // All magnitudes alike.
-        const auto side = [&random] {
-            const int bound = 2 << random() % 16;
-            return 1 + static_cast<int>(random() % static_cast<unsigned>(bound)) % 65500;
-        };
-        const posteffect::Size picture = {side(), side()};
-        SCOPED_TRACE(std::to_string(picture.width) + "x" + std::to_string(picture.height));
+        const Size picture = {side(), side()};
+        SCOPED_TRACE(SizeText(picture));
         PostEffectRenderer renderer{};
         renderer.isSoftware = i % 2;
         const auto choose = [&](const char* nick, bool portrait = false) {
-            const auto effect =
-                std::find_if(posteffect::kEffects.begin(), posteffect::kEffects.end(),
-                             [nick](const auto& row) { return std::string(row.nick) == nick; });
-            return posteffect::ChooseBlockSize(picture, *effect, renderer, portrait);
+            return posteffect::ChooseBlockSize(picture, Effect(nick), renderer, portrait);
         };
-        const auto pixels = [](posteffect::Size size) {
-            return double{1} * size.width * size.height;
-        };
-        const posteffect::Size third = choose("dof");
-        EXPECT_EQ(third.width % 32, 0);
-        EXPECT_EQ(third.height % 2, 0);
+        const Size third = choose("dof");
+        EXPECT_TRUE(third.width % 32 == 0 && third.height % 2 == 0);
         EXPECT_GE(third.width, 960);
         EXPECT_TRUE(third.width == 16384 || third.width * 32 >= picture.width * 9);
         EXPECT_TRUE(third.height == 16384 || third.width == 16384 ||
@@ -57,21 +59,17 @@ TEST(BlockSize, FitsThePictureAndTheGpuForAnySize) {
             // A mirror's fold runs through each block.
             EXPECT_GE(choose("mirror").width, picture.width);
             EXPECT_GE(choose("mirror", true).height, picture.height);
-            const posteffect::Size whole = choose("whiteboard");
+            const Size whole = choose("whiteboard");
             EXPECT_GE(whole.width, picture.width);
-            const bool large = pixels(picture) > 16 << 20;
-            EXPECT_TRUE(large || whole.height >= picture.height);
+            EXPECT_TRUE(pixels(picture) > 16 << 20 || whole.height >= picture.height);
         }
         for (const char* nick : {"contrast", "vignette"}) {
-            const posteffect::Size block = choose(nick);
-            EXPECT_EQ(block.width % 32, 0);
-            EXPECT_EQ(block.height % 2, 0);
+            const Size block = choose(nick);
+            EXPECT_TRUE(block.width % 32 == 0 && block.height % 2 == 0);
             EXPECT_GE(block.width, 32);
             EXPECT_GE(block.height, 2);
-            EXPECT_LT(block.width, picture.width + 32);
-            EXPECT_LE(block.height, picture.height + 1);
-            EXPECT_LE(block.width, 2048);
-            EXPECT_LE(block.height, 2048);
+            EXPECT_LE(block.width, std::min(picture.width + 31, 2048));
+            EXPECT_LE(block.height, std::min(picture.height + 1, 2048));
             if (block.height > 2 && block.height < 2048) {
                 const double rows = double{1} * block.width * picture.height / picture.width;
                 EXPECT_TRUE(block.height >= picture.height || std::abs(block.height - rows) < 1.6)
@@ -79,37 +77,39 @@ TEST(BlockSize, FitsThePictureAndTheGpuForAnySize) {
             }
         }
     }
-    const posteffect::Size photo = {4000, 3000};
-    const auto& contrast = posteffect::kEffects[6];
-    const auto& vignette = posteffect::kEffects[posteffect::kEffectVignette];
-    PostEffectRenderer renderer{};
-    EXPECT_EQ(SizeText(ChooseBlockSize(photo, contrast, renderer)), "1024x768");
-    renderer.isSoftware = 1;
-    EXPECT_EQ(SizeText(ChooseBlockSize(photo, contrast, renderer)), "512x384");
-    EXPECT_EQ(SizeText(ChooseBlockSize(photo, vignette, renderer)), "800x600");
+    PostEffectRenderer gpu{};
+    PostEffectRenderer software{};
+    software.isSoftware = 1;
+    const Size photo = {4000, 3000};
+    EXPECT_EQ(SizeText(ChooseBlockSize(photo, Effect("contrast"), gpu)), "1024x768");
+    EXPECT_EQ(SizeText(ChooseBlockSize(photo, Effect("contrast"), software)), "512x384");
+    EXPECT_EQ(SizeText(ChooseBlockSize(photo, Effect("vignette"), software)), "800x600");
 }
 
 TEST(NearestName, OffersWhatWasMeantAndNothingFarFetched) {
     const std::vector<std::string> names = {"none", "vignette", "vintage", "--radius", "--center"};
-    EXPECT_EQ(posteffect::NearestName("vignete", names), "vignette");
-    EXPECT_EQ(posteffect::NearestName("VINTAEG", names), "vintage");
-    EXPECT_EQ(posteffect::NearestName("--radus", names), "--radius");
-    EXPECT_EQ(posteffect::NearestName("noen", names), "none");
-    EXPECT_EQ(posteffect::NearestName("x", names), "");
-    EXPECT_EQ(posteffect::NearestName("completely different", names), "");
+    const std::pair<const char*, const char*> rows[] = {{"vignete", "vignette"},
+                                                        {"VINTAEG", "vintage"},
+                                                        {"--radus", "--radius"},
+                                                        {"noen", "none"},
+                                                        {"x", ""},
+                                                        {"completely different", ""}};
+    for (const auto& [word, meant] : rows) EXPECT_EQ(posteffect::NearestName(word, names), meant);
 }
 
 TEST(Parameters, BothGroupsAlwaysTravelWithFourNumbersOnTheDisplayGrid) {
-    const posteffect::EffectInfo& vignette = posteffect::kEffects[posteffect::kEffectVignette];
+    const auto& vignette = Effect("vignette");
     // Centre, radius, strength, in the order of the table.
-    using Values = posteffect::OptionValues;
-    EXPECT_EQ(posteffect::FlattenParameters(vignette, posteffect::DefaultValues(vignette)),
-              "GPU-effect=4;GE-param0=50,0,0,0;GE-param1=480,272,912,272");
-    EXPECT_EQ(posteffect::FlattenParameters(vignette, Values{{1, 0}, {1, 0}, {99.6, 0}}),
-              "GPU-effect=4;GE-param0=100,0,0,0;GE-param1=960,0,1920,0");
-    EXPECT_EQ(posteffect::FlattenParameters(vignette, Values{{0.25, 1.0}, {0.0, 0}, {0, 0}}),
-              "GPU-effect=4;GE-param0=0,0,0,0;GE-param1=240,544,240,544");
-    EXPECT_EQ(posteffect::FlattenParameters(posteffect::kEffects[posteffect::kEffectBypass], {}),
+    const std::pair<posteffect::OptionValues, const char*> rows[] = {
+        {posteffect::DefaultValues(vignette), "50,0,0,0;GE-param1=480,272,912,272"},
+        {{{1, 0}, {1, 0}, {99.6, 0}}, "100,0,0,0;GE-param1=960,0,1920,0"},
+        {{{0.25, 1.0}, {0.0, 0}, {0, 0}}, "0,0,0,0;GE-param1=240,544,240,544"},
+    };
+    for (const auto& [values, text] : rows) {
+        EXPECT_EQ(posteffect::FlattenParameters(vignette, values),
+                  std::string("GPU-effect=4;GE-param0=") + text);
+    }
+    EXPECT_EQ(posteffect::FlattenParameters(Effect("none"), {}),
               "GPU-effect=0;GE-param0=0,0,0,0;GE-param1=0,0,0,0");
 }
 
@@ -131,7 +131,7 @@ TEST(OutputFile, AnInterruptInMidWriteLeavesNothing) {
             posteffect::OutputFile(path, "in.jpg", false).write(std::vector<std::uint8_t>(1 << 18));
         },
         testing::ExitedWithCode(posteffect::kExitInterrupted), "");
-    EXPECT_EQ(folder.names(), std::vector<std::string>{});
+    EXPECT_EQ(folder.names(), Words{});
 }
 
 TEST(OutputFile, AFileThatComesUpDuringTheWorkIsNotReplaced) {
@@ -140,7 +140,7 @@ TEST(OutputFile, AFileThatComesUpDuringTheWorkIsNotReplaced) {
     folder.write("out.jpg", {1});
     EXPECT_THROW(output.write({2, 3}), posteffect::Failure);
     EXPECT_EQ(folder.read("out.jpg"), Bytes{1});
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"out.jpg"});
+    EXPECT_EQ(folder.names(), Words{"out.jpg"});
 }
 
 TEST(OutputFile, ReplacingKeepsPermissionsAndLinks) {

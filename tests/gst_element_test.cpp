@@ -26,6 +26,53 @@ struct Unref {
     void operator()(gpointer object) const { gst_object_unref(object); }
 };
 
+constexpr unsigned char kPad = 0x5A;
+
+// Frames of a format and size.
+struct Kind {
+    Kind(const char* format, int width, int height, const std::string& more = "")
+        : caps(std::string("video/x-raw,format=") + format + ",width=" + std::to_string(width) +
+               ",height=" + std::to_string(height) + ",framerate=25/1" + more) {
+        GstCaps* parsed = gst_caps_from_string(caps.c_str());
+        EXPECT_TRUE(gst_video_info_from_caps(&info, parsed));
+        gst_caps_unref(parsed);
+    }
+
+    // Visits every sample, with the place of its byte.
+    template <typename Work>
+    void forEachSample(Work work) const {
+        for (guint c = 0; c < 3; ++c) {
+            for (int y = 0; y < GST_VIDEO_INFO_COMP_HEIGHT(&info, c); ++y) {
+                for (int x = 0; x < GST_VIDEO_INFO_COMP_WIDTH(&info, c); ++x) {
+                    const auto at = GST_VIDEO_INFO_COMP_OFFSET(&info, c) +
+                                    static_cast<gsize>(y * GST_VIDEO_INFO_COMP_STRIDE(&info, c) +
+                                                       x * GST_VIDEO_INFO_COMP_PSTRIDE(&info, c));
+                    work(at, static_cast<int>(c), x, y);
+                }
+            }
+        }
+    }
+    Bytes scene() const {
+        Bytes bytes(info.size, kPad);
+        forEachSample([&](gsize at, int c, int x, int y) {
+            const int wave = c == 0 ? 90 + (x * 3 + y * 5) % 97 : 110 + (x * 2 + y + c * 7) % 31;
+            bytes[at] = static_cast<unsigned char>(wave);
+        });
+        return bytes;
+    }
+    // In one order, whatever the layout.
+    Bytes samples(const Bytes& frame) const {
+        Bytes samples;
+        if (frame.size() < info.size) return samples;
+        forEachSample([&](gsize at, int, int, int) { samples.push_back(frame[at]); });
+        return samples;
+    }
+
+    std::string caps;
+    GstVideoInfo info{};
+    bool layoutIsTold = false;  // with each frame: it is not the usual one
+};
+
 // A pipeline that takes frames from the test and gives them back.
 class Pipeline {
   public:
@@ -49,36 +96,35 @@ class Pipeline {
             gst_bin_get_by_name(GST_BIN(m_pipeline.get()), name));
     }
     // The frame behind the pipeline; empty when it ended with an error.
-    Bytes push(const std::string& caps, const Bytes& bytes, GstVideoInfo* layout = nullptr) {
-        GstCaps* parsed = gst_caps_from_string(caps.c_str());
+    Bytes push(const Kind& kind, const Bytes& bytes) {
+        GstCaps* parsed = gst_caps_from_string(kind.caps.c_str());
         gst_app_src_set_caps(GST_APP_SRC(m_source.get()), parsed);
         gst_caps_unref(parsed);
         GstBuffer* buffer = gst_buffer_new_allocate(nullptr, bytes.size(), nullptr);
         gst_buffer_fill(buffer, 0, bytes.data(), bytes.size());
         GST_BUFFER_PTS(buffer) = m_time++ * GST_MSECOND;
-        if (layout != nullptr) {
+        if (kind.layoutIsTold) {
+            GstVideoInfo info = kind.info;
             gst_buffer_add_video_meta_full(
-                buffer, GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_INFO_FORMAT(layout),
-                static_cast<guint>(GST_VIDEO_INFO_WIDTH(layout)),
-                static_cast<guint>(GST_VIDEO_INFO_HEIGHT(layout)), GST_VIDEO_INFO_N_PLANES(layout),
-                layout->offset, layout->stride);
+                buffer, GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_INFO_FORMAT(&info),
+                static_cast<guint>(info.width), static_cast<guint>(info.height),
+                GST_VIDEO_INFO_N_PLANES(&info), info.offset, info.stride);
         }
         gst_app_src_push_buffer(GST_APP_SRC(m_source.get()), buffer);
-        constexpr GstClockTime kPatience = 20 * GST_SECOND;
-        GstSample* sample =
-            gst_app_sink_try_pull_sample(GST_APP_SINK(m_sink.get()), kPatience / 20);
+        GstSample* sample = nullptr;
         for (int i = 0; sample == nullptr && i < 20 && errors().empty(); ++i) {
-            sample = gst_app_sink_try_pull_sample(GST_APP_SINK(m_sink.get()), kPatience / 20);
+            sample = gst_app_sink_try_pull_sample(GST_APP_SINK(m_sink.get()), GST_SECOND);
         }
         if (sample == nullptr) return {};
         Bytes result(gst_buffer_get_size(gst_sample_get_buffer(sample)));
         gst_buffer_extract(gst_sample_get_buffer(sample), 0, result.data(), result.size());
         gchar* text = gst_caps_to_string(gst_sample_get_caps(sample));
-        caps_ = text;
+        m_caps = text;
         g_free(text);
         gst_sample_unref(sample);
         return result;
     }
+    Bytes push(const Kind& kind) { return push(kind, kind.scene()); }
     std::string errors() {
         GstBus* bus = gst_element_get_bus(m_pipeline.get());
         if (GstMessage* message = gst_bus_pop_filtered(bus, GST_MESSAGE_ERROR)) {
@@ -91,7 +137,7 @@ class Pipeline {
         gst_object_unref(bus);
         return m_errors;
     }
-    const std::string& caps() const { return caps_; }
+    const std::string& caps() const { return m_caps; }  // of the last frame
     void restart(GstState through) {
         gst_element_set_state(m_pipeline.get(), through);
         gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
@@ -104,59 +150,8 @@ class Pipeline {
   private:
     std::unique_ptr<GstElement, Unref> m_pipeline, m_source, m_sink;
     guint64 m_time = 0;
-    std::string m_errors, caps_;
+    std::string m_errors, m_caps;
 };
-
-std::string Caps(const char* format, int width, int height, const std::string& more = "") {
-    return std::string("video/x-raw,format=") + format + ",width=" + std::to_string(width) +
-           ",height=" + std::to_string(height) + ",framerate=25/1" + more;
-}
-
-GstVideoInfo Info(const std::string& caps) {
-    GstVideoInfo info;
-    GstCaps* parsed = gst_caps_from_string(caps.c_str());
-    EXPECT_TRUE(gst_video_info_from_caps(&info, parsed));
-    gst_caps_unref(parsed);
-    return info;
-}
-
-unsigned char Sample(guint component, int x, int y) {
-    const int wave = component == 0 ? 90 + (x * 3 + y * 5) % 97
-                                    : 110 + (x * 2 + y + static_cast<int>(component) * 7) % 31;
-    return static_cast<unsigned char>(wave);
-}
-
-// Visits every sample of a frame with this layout.
-template <typename Work>
-void ForEachSample(const GstVideoInfo& info, Work work) {
-    for (guint c = 0; c < 3; ++c) {
-        const auto offset = static_cast<int>(GST_VIDEO_INFO_COMP_OFFSET(&info, c));
-        for (int y = 0; y < GST_VIDEO_INFO_COMP_HEIGHT(&info, c); ++y) {
-            for (int x = 0; x < GST_VIDEO_INFO_COMP_WIDTH(&info, c); ++x) {
-                work(static_cast<std::size_t>(offset + y * GST_VIDEO_INFO_COMP_STRIDE(&info, c) +
-                                              x * GST_VIDEO_INFO_COMP_PSTRIDE(&info, c)),
-                     c, x, y);
-            }
-        }
-    }
-}
-
-constexpr unsigned char kPad = 0x5A;
-
-Bytes Scene(const GstVideoInfo& info) {
-    Bytes bytes(GST_VIDEO_INFO_SIZE(&info), kPad);
-    ForEachSample(info,
-                  [&](std::size_t at, guint c, int x, int y) { bytes[at] = Sample(c, x, y); });
-    return bytes;
-}
-
-// The samples in one order, whatever the layout.
-Bytes Samples(const GstVideoInfo& info, const Bytes& frame) {
-    Bytes samples;
-    if (frame.size() < GST_VIDEO_INFO_SIZE(&info)) return samples;
-    ForEachSample(info, [&](std::size_t at, guint, int, int) { samples.push_back(frame[at]); });
-    return samples;
-}
 
 class Element : public testing::Test {
   protected:
@@ -167,17 +162,15 @@ class Element : public testing::Test {
 
 TEST_F(Element, EveryFormatAndSizeGivesTheSamePicture) {
     for (const auto& [width, height] : {std::pair{64, 48}, {33, 35}, {641, 479}, {1, 1}}) {
-        SCOPED_TRACE(width);
         Bytes expected;
         for (const char* format : {"NV21", "NV12", "I420", "YV12"}) {
-            SCOPED_TRACE(format);
-            const std::string caps = Caps(format, width, height);
-            const GstVideoInfo info = Info(caps);
+            SCOPED_TRACE(std::string(format) + " " + std::to_string(width));
+            const Kind kind(format, width, height);
             Pipeline pipeline("posteffect effect=vignette strength=90 center-x=0.3");
-            const Bytes samples = Samples(info, pipeline.push(caps, Scene(info)));
+            const Bytes samples = kind.samples(pipeline.push(kind));
             EXPECT_FALSE(samples.empty()) << pipeline.errors();
             if (width > 1) {
-                EXPECT_NE(samples, Samples(info, Scene(info)));
+                EXPECT_NE(samples, kind.samples(kind.scene()));
             }
             if (expected.empty()) expected = samples;
             EXPECT_EQ(samples, expected);
@@ -186,137 +179,123 @@ TEST_F(Element, EveryFormatAndSizeGivesTheSamePicture) {
 }
 
 TEST_F(Element, PaddingOfRowsAndPlanesIsLeftAlone) {
-    const std::string caps = Caps("NV12", 62, 30);
-    const GstVideoInfo plain = Info(caps);
-    GstVideoInfo padded = plain;
-    padded.stride[0] = padded.stride[1] = 96;
-    padded.offset[1] = 96 * 34;
-    padded.size = 96 * 34 + 96 * 20;
+    const Kind plain("NV12", 62, 30);
+    Kind padded = plain;
+    padded.layoutIsTold = true;
+    padded.info.stride[0] = padded.info.stride[1] = 96;
+    padded.info.offset[1] = 96 * 34;
+    padded.info.size = 96 * 34 + 96 * 20;
     Pipeline pipeline("posteffect effect=bloom");
-    const Bytes before = Scene(padded);
-    const Bytes after = pipeline.push(caps, before, &padded);
-    EXPECT_EQ(Samples(padded, after), Samples(plain, pipeline.push(caps, Scene(plain))));
-    Bytes outside = after;
-    ForEachSample(padded, [&](std::size_t at, guint, int, int) { outside[at] = kPad; });
-    EXPECT_EQ(outside, Bytes(padded.size, kPad));
+    Bytes after = pipeline.push(padded);
+    EXPECT_EQ(padded.samples(after), plain.samples(pipeline.push(plain)));
+    padded.forEachSample([&](gsize at, int, int, int) { after[at] = kPad; });
+    EXPECT_EQ(after, Bytes(padded.info.size, kPad));
 }
 
 TEST_F(Element, SizesFormatsEffectsAndOptionsChangeWhileItPlays) {
     Pipeline pipeline("posteffect name=fx");
     const auto element = pipeline.byName("fx");
-    const auto frame = [&](const std::string& caps) {
-        const GstVideoInfo info = Info(caps);
-        return Samples(info, pipeline.push(caps, Scene(info)));
-    };
-    const std::string small = Caps("NV12", 64, 48);
+    const auto frame = [&](const Kind& kind) { return kind.samples(pipeline.push(kind)); };
+    const Kind small("NV12", 64, 48);
     const Bytes untouched = frame(small);
-    EXPECT_EQ(untouched, Samples(Info(small), Scene(Info(small)))) << "effect none";
-    gst_util_set_object_arg(G_OBJECT(element.get()), "effect", "vignette");
-    const Bytes vignette = frame(small);
+    EXPECT_EQ(untouched, small.samples(small.scene())) << "effect none";
+    const auto with = [&](const char* property, const char* value) {
+        gst_util_set_object_arg(G_OBJECT(element.get()), property, value);
+        return frame(small);
+    };
+    const Bytes vignette = with("effect", "vignette");
     EXPECT_NE(vignette, untouched);
-    EXPECT_EQ(frame(Caps("I420", 130, 98)).size(), 130U * 98 * 3 / 2);
-    g_object_set(element.get(), "strength", 100.0, nullptr);
-    const Bytes hard = frame(small);
-    EXPECT_NE(hard, vignette);
-    g_object_set(element.get(), "strength", -1.0, nullptr);
-    EXPECT_EQ(frame(small), vignette) << "the effect's own default";
-    g_object_set(element.get(), "crop", "0.5,0.5,0.5,0.5", nullptr);
-    EXPECT_NE(frame(small), vignette);
-    g_object_set(element.get(), "crop", "1,2", nullptr);
-    EXPECT_EQ(frame(small), vignette) << "no crop";
-    g_object_set(element.get(), "param1", "0,0,0,0", nullptr);
-    EXPECT_NE(frame(small), vignette);
-    g_object_set(element.get(), "param1", "", "effect", 0, nullptr);
-    EXPECT_EQ(frame(small), untouched);
+    EXPECT_EQ(frame(Kind("I420", 130, 98)).size(), 130U * 98 * 3 / 2);
+    EXPECT_NE(with("strength", "100"), vignette);
+    EXPECT_EQ(with("strength", "-1"), vignette) << "the effect's own default";
+    EXPECT_NE(with("crop", "0.5,0.5,0.5,0.5"), vignette);
+    EXPECT_EQ(with("crop", "1,2"), vignette) << "no crop";
+    EXPECT_NE(with("param1", "0,0,0,0"), vignette);
+    EXPECT_EQ(with("param1", ""), vignette);
+    EXPECT_EQ(with("effect", "none"), untouched);
 
     GstStructure* stats = nullptr;
     gchar* renderer = nullptr;
     g_object_get(element.get(), "stats", &stats, "renderer", &renderer, nullptr);
     guint64 frames = 0;
     gst_structure_get_uint64(stats, "frames", &frames);
-    EXPECT_EQ(frames, 7U) << "those that it worked on";
+    EXPECT_EQ(frames, 8U) << "those that it worked on";
     EXPECT_GT(std::strlen(renderer), 5U);
     gst_structure_free(stats);
     g_free(renderer);
 }
 
 TEST_F(Element, SeveralWorkInARowAndSideBySide) {
-    const std::string caps = Caps("NV21", 96, 64);
-    const GstVideoInfo info = Info(caps);
+    const Kind kind("NV21", 96, 64);
     Pipeline row("posteffect effect=mirror ! posteffect effect=two-tone-v");
     Pipeline first("posteffect effect=mirror");
     Pipeline second("posteffect effect=two-tone-v");
-    const Bytes between = first.push(caps, Scene(info));
-    EXPECT_EQ(row.push(caps, Scene(info)), second.push(caps, between));
+    const Bytes mirrored = first.push(kind);
+    EXPECT_EQ(row.push(kind), second.push(kind, mirrored));
 
     const auto same = [&](Pipeline& pipeline, const Bytes& expected) {
         int count = 0;
-        for (int i = 0; i < 20; ++i) count += pipeline.push(caps, Scene(info)) == expected ? 1 : 0;
+        for (int i = 0; i < 20; ++i) count += pipeline.push(kind) == expected ? 1 : 0;
         return count;
     };
-    const Bytes toned = second.push(caps, Scene(info));
-    EXPECT_NE(toned, between);
+    const Bytes toned = second.push(kind);
+    EXPECT_NE(toned, mirrored);
     auto beside = std::async(std::launch::async, [&] { return same(second, toned); });
-    EXPECT_EQ(same(first, between), 20);
+    EXPECT_EQ(same(first, mirrored), 20);
     EXPECT_EQ(beside.get(), 20);
 }
 
 // The branches share each frame and run in turn: the first must write to a copy.
 TEST_F(Element, WritesToNoMemoryThatOthersHold) {
-    const std::string caps = Caps("NV12", 64, 48);
-    const Bytes scene = Scene(Info(caps));
+    const Kind kind("NV12", 64, 48);
     Pipeline pipeline(
         "tee name=t t. ! posteffect effect=contrast ! f. t. ! posteffect ! f. funnel name=f");
-    const Bytes filtered = pipeline.push(caps, scene);
+    const Bytes filtered = pipeline.push(kind);
     EXPECT_FALSE(filtered.empty()) << pipeline.errors();
-    EXPECT_NE(filtered, scene);
-    EXPECT_EQ(pipeline.push(caps, scene), scene);
+    EXPECT_NE(filtered, kind.scene());
+    EXPECT_EQ(pipeline.push(kind), kind.scene());
 }
 
 TEST_F(Element, CapsKeepTheirColorimetryAndGreysStayGrey) {
-    for (const char* colors : {"bt601", "bt709", "bt2020", "1:4:0:0", "1:3:5:1"}) {
+    for (const std::string colors : {"bt601", "bt709", "bt2020", "1:4:0:0", "1:3:5:1"}) {
         SCOPED_TRACE(colors);
-        const std::string caps =
-            Caps("NV12", 64, 32, std::string(",colorimetry=(string)") + colors);
-        const GstVideoInfo info = Info(caps);
-        Bytes grey(GST_VIDEO_INFO_SIZE(&info), 128);
+        const Kind kind("NV12", 64, 32, ",colorimetry=(string)" + colors);
         Pipeline pipeline("posteffect effect=mirror");
-        const Bytes after = pipeline.push(caps, grey);
+        const Bytes after = pipeline.push(kind, Bytes(kind.info.size, 128));
         EXPECT_NE(pipeline.caps().find(colors), std::string::npos) << pipeline.caps();
-        for (const unsigned char sample : Samples(info, after)) ASSERT_NEAR(sample, 128, 1);
+        for (const unsigned char sample : kind.samples(after)) ASSERT_NEAR(sample, 128, 1);
     }
 }
 
 TEST_F(Element, WhatItCannotDoIsAnErrorWithAPlainSentence) {
+    const Kind kind("NV12", 64, 48);
     setenv("POSTEFFECT_SYSROOT", "/nowhere", 1);
-    const std::string caps = Caps("NV12", 64, 48);
     Pipeline pipeline("posteffect effect=dots");
-    EXPECT_TRUE(pipeline.push(caps, Scene(Info(caps))).empty());
+    EXPECT_TRUE(pipeline.push(kind).empty());
     EXPECT_EQ(pipeline.errors().rfind("The look-up files of effect dots are missing.", 0), 0U)
         << pipeline.errors();
     unsetenv("POSTEFFECT_SYSROOT");
 
     Pipeline lacking("posteffect effect=mirror");
-    EXPECT_TRUE(lacking.push(caps, Bytes(16)).empty());
+    EXPECT_TRUE(lacking.push(kind, Bytes(16)).empty());
     EXPECT_EQ(lacking.errors().rfind("The frame's memory cannot be written.", 0), 0U)
         << lacking.errors();
 }
 
 TEST_F(Element, MalformedTextsAreReportedAndIgnored) {
-    const std::string caps = Caps("NV12", 64, 48);
-    const Bytes scene = Scene(Info(caps));
+    const Kind kind("NV12", 64, 48);
     const auto mirrored = [&](const std::string& more) {
-        return Pipeline("posteffect effect=mirror " + more).push(caps, scene);
+        return Pipeline("posteffect effect=mirror " + more).push(kind);
     };
     const Bytes landscape = mirrored("");
     const Bytes portrait = mirrored("orientation=portrait");
     EXPECT_NE(landscape, portrait);
     EXPECT_EQ(mirrored("param0=\"0,0,0,0\""), portrait);
-    for (const char* name : {"param0", "param1", "crop"}) {
-        for (const char* malformed : {"0", "0,0,0,x", "0,0,0,0,0"}) {
-            const std::string text = std::string(name) + "=" + malformed;
-            g_test_expect_message(nullptr, G_LOG_LEVEL_WARNING, ("*" + text + "*").c_str());
-            EXPECT_EQ(mirrored(std::string(name) + "=\"" + malformed + "\""), landscape) << text;
+    for (const std::string name : {"param0=", "param1=", "crop="}) {
+        for (const std::string malformed : {"0", "0,0,0,x", "0,0,0,0,0"}) {
+            const std::string warning = "*" + name + malformed + "*";
+            g_test_expect_message(nullptr, G_LOG_LEVEL_WARNING, warning.c_str());
+            EXPECT_EQ(mirrored(name + "\"" + malformed + "\""), landscape) << warning;
             g_test_assert_expected_messages();
         }
     }
@@ -325,35 +304,31 @@ TEST_F(Element, MalformedTextsAreReportedAndIgnored) {
 // POSTEFFECT_SOAK=1 for more of them; scripts/soak.sh counts the objects that are left.
 TEST_F(Element, RestartsFlushesChangesOfCapsAndErrorsUpstream) {
     const int cycles = std::getenv("POSTEFFECT_SOAK") != nullptr ? 100 : 5;
-    const std::string kinds[] = {Caps("NV12", 64, 48), Caps("I420", 130, 98)};
-    const auto frame = [](Pipeline& pipeline, const std::string& caps) {
-        return pipeline.push(caps, Scene(Info(caps)));
-    };
+    const Kind kinds[] = {Kind("NV12", 64, 48), Kind("I420", 130, 98)};
     constexpr const char* kEffect = "posteffect effect=vignette";
     Pipeline first(kEffect), second(kEffect);
-    const Bytes expected[] = {frame(first, kinds[0]), frame(second, kinds[1])};
+    const Bytes expected[] = {first.push(kinds[0]), second.push(kinds[1])};
     ASSERT_FALSE(expected[0].empty() || expected[1].empty());
     for (int i = 0; i < 10; ++i) {
-        EXPECT_EQ(frame(first, kinds[(i + 1) % 2]), expected[(i + 1) % 2]) << "change " << i;
+        EXPECT_EQ(first.push(kinds[(i + 1) % 2]), expected[(i + 1) % 2]) << "change " << i;
     }
     for (int i = 0; i < cycles; ++i) {
         first.restart(i % 2 == 0 ? GST_STATE_NULL : GST_STATE_READY);
-        EXPECT_EQ(frame(first, kinds[0]), expected[0]) << "start " << i;
+        EXPECT_EQ(first.push(kinds[0]), expected[0]) << "start " << i;
         first.flush();
-        EXPECT_EQ(frame(first, kinds[0]), expected[0]) << "flush " << i;
+        EXPECT_EQ(first.push(kinds[0]), expected[0]) << "flush " << i;
     }
     Pipeline failing(std::string("identity error-after=2 ! ") + kEffect);
-    EXPECT_EQ(frame(failing, kinds[0]), expected[0]);
-    EXPECT_TRUE(frame(failing, kinds[0]).empty());
+    EXPECT_EQ(failing.push(kinds[0]), expected[0]);
+    EXPECT_TRUE(failing.push(kinds[0]).empty());
     EXPECT_FALSE(failing.errors().empty());
 }
 
 // A comma for a point, as programs have it that call setlocale.
 TEST_F(Element, TheCallersLocaleChangesNothing) {
-    const std::string caps = Caps("NV12", 64, 48);
-    const auto frame = [&] {
+    const auto frame = [] {
         Pipeline pipeline("posteffect effect=vignette strength=60.5 crop=\"0.1,0.1,0.5,0.5\"");
-        return pipeline.push(caps, Scene(Info(caps)));
+        return pipeline.push(Kind("NV12", 64, 48));
     };
     const Bytes expected = frame();
     const testing_support::CommaLocale locale;
@@ -362,31 +337,30 @@ TEST_F(Element, TheCallersLocaleChangesNothing) {
 
 // Others that use EGL come and go. For scripts/soak.sh: needs gstreamer1.0-gl.
 TEST_F(Element, DISABLED_FramesStayWholeBesideOthersWhoUseGL) {
-    const std::string caps = Caps("NV12", 64, 48);
-    const Bytes scene = Scene(Info(caps));
+    const Kind kind("NV12", 64, 48);
     Pipeline pipeline("posteffect effect=vignette");
-    const Bytes expected = pipeline.push(caps, scene);
+    const Bytes expected = pipeline.push(kind);
     std::atomic<bool> ended{false};
     long frames = 0, broken = 0;
     std::thread beside([&] {
-        for (; !ended; ++frames) broken += pipeline.push(caps, scene) != expected ? 1 : 0;
+        for (; !ended; ++frames) broken += pipeline.push(kind) != expected ? 1 : 0;
     });
     for (int i = 0; i < 20; ++i) {
-        GstElement* other = gst_parse_launch(
-            "gltestsrc num-buffers=5 ! glcolorconvert ! gldownload ! glupload ! fakesink", nullptr);
+        const std::unique_ptr<GstElement, Unref> other(gst_parse_launch(
+            "gltestsrc num-buffers=5 ! glcolorconvert ! gldownload ! glupload ! fakesink",
+            nullptr));
         ASSERT_NE(other, nullptr);
-        gst_element_set_state(other, GST_STATE_PLAYING);
-        GstBus* bus = gst_element_get_bus(other);
+        gst_element_set_state(other.get(), GST_STATE_PLAYING);
+        const std::unique_ptr<GstBus, Unref> bus(gst_element_get_bus(other.get()));
         GstMessage* end = gst_bus_timed_pop_filtered(
-            bus, 20 * GST_SECOND, static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
+            bus.get(), 20 * GST_SECOND,
+            static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
         EXPECT_TRUE(end != nullptr && GST_MESSAGE_TYPE(end) == GST_MESSAGE_EOS) << i;
         if (end != nullptr) gst_message_unref(end);
-        gst_object_unref(bus);
-        gst_element_set_state(other, GST_STATE_NULL);
-        gst_object_unref(other);
+        gst_element_set_state(other.get(), GST_STATE_NULL);
         // New set-ups beside theirs.
         Pipeline fresh("posteffect effect=vignette");
-        EXPECT_EQ(fresh.push(caps, scene), expected) << i << fresh.errors();
+        EXPECT_EQ(fresh.push(kind), expected) << i << fresh.errors();
     }
     ended = true;
     beside.join();

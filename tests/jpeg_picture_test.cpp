@@ -2,10 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 #include <numeric>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <libexif/exif-data.h>
@@ -22,69 +23,46 @@ using posteffect::DecodeJpeg;
 using posteffect::EncodeJpeg;
 using posteffect::JpegPicture;
 
+using Factors = std::array<std::array<int, 2>, 3>;
+
 struct Coding {
     const char* name = "";
-    JpegRecipe recipe;
+    Factors sampling = {};
+    const char* colors = "ycc";
+    bool progressive = false;
+    bool arithmetic = false;
 };
-
-JpegRecipe Sampled(int h0, int v0, int h1, int v1, int h2, int v2) {
-    JpegRecipe recipe;
-    recipe.sampling = {{{h0, v0}, {h1, v1}, {h2, v2}}};
-    return recipe;
-}
-
-JpegRecipe With(JpegRecipe recipe, const char* colors, bool progressive, bool arithmetic) {
-    recipe.colors = colors;
-    recipe.progressive = progressive;
-    recipe.arithmetic = arithmetic;
-    return recipe;
-}
-
-const std::vector<Coding>& Codings() {
-    static const std::vector<Coding> kCodings = {
-        {"4:2:0", Sampled(2, 2, 1, 1, 1, 1)},
-        {"4:4:4", Sampled(1, 1, 1, 1, 1, 1)},
-        {"4:4:4 with factors 2", Sampled(2, 1, 2, 1, 2, 1)},
-        {"4:2:2", Sampled(2, 1, 1, 1, 1, 1)},
-        {"4:4:0", Sampled(1, 2, 1, 1, 1, 1)},
-        {"4:1:1", Sampled(4, 1, 1, 1, 1, 1)},
-        {"4:1:0", Sampled(4, 2, 1, 1, 1, 1)},
-        {"thirds", Sampled(3, 1, 1, 1, 1, 1)},
-        {"chroma planes of two sizes", Sampled(2, 2, 2, 1, 1, 2)},
-        {"luma smaller than chroma", Sampled(1, 1, 2, 2, 2, 2)},
-        {"progressive", With(Sampled(2, 1, 1, 1, 1, 1), "ycc", true, false)},
-        {"arithmetic", With(Sampled(2, 2, 1, 1, 1, 1), "ycc", false, true)},
-        {"gray", With(Sampled(1, 1, 1, 1, 1, 1), "gray", false, false)},
-        {"gray with factors 2, progressive", With(Sampled(2, 2, 1, 1, 1, 1), "gray", true, false)},
-        {"rgb", With(Sampled(1, 1, 1, 1, 1, 1), "rgb", false, false)},
-    };
-    return kCodings;
-}
+const Coding kCodings[] = {
+    {"4:2:0", {{{2, 2}, {1, 1}, {1, 1}}}},
+    {"4:4:4", {{{1, 1}, {1, 1}, {1, 1}}}},
+    {"4:4:4 with factors 2", {{{2, 1}, {2, 1}, {2, 1}}}},
+    {"4:2:2", {{{2, 1}, {1, 1}, {1, 1}}}},
+    {"4:4:0", {{{1, 2}, {1, 1}, {1, 1}}}},
+    {"4:1:1", {{{4, 1}, {1, 1}, {1, 1}}}},
+    {"4:1:0", {{{4, 2}, {1, 1}, {1, 1}}}},
+    {"thirds", {{{3, 1}, {1, 1}, {1, 1}}}},
+    {"chroma planes of two sizes", {{{2, 2}, {2, 1}, {1, 2}}}},
+    {"luma smaller than chroma", {{{1, 1}, {2, 2}, {2, 2}}}},
+    {"progressive", {{{2, 1}, {1, 1}, {1, 1}}}, "ycc", true},
+    {"arithmetic", {{{2, 2}, {1, 1}, {1, 1}}}, "ycc", false, true},
+    {"gray", {{{1, 1}, {1, 1}, {1, 1}}}, "gray"},
+    {"gray with factors 2, progressive", {{{2, 2}, {1, 1}, {1, 1}}}, "gray", true},
+    {"rgb", {{{1, 1}, {1, 1}, {1, 1}}}, "rgb"},
+};
 
 const posteffect::Size kSizes[] = {{1, 1},   {2, 2},   {3, 1},   {1, 5},    {7, 5},
                                    {16, 16}, {33, 17}, {50, 31}, {100, 75}, {20000, 1}};
 
-// Slow enough that chroma of any sampling can show it, and different in all directions.
-Rgb Ramp(int x, int y) {
-    return {60 + std::min(x + 2 * y, 300) / 3, 100 + std::min(x, 100) / 2, 200 - std::min(y, 80)};
-}
-
-Rgb GrayRamp(int x, int y) {
-    const int level = 40 + std::min(x, 120) + std::min(y, 60);
-    return {level, level, level};
-}
-
 TEST(JpegPicture, AnyCodingAndSizeComesBackAsThePictureItWas) {
-    for (const Coding& coding : Codings()) {
+    for (const Coding& coding : kCodings) {
         for (const posteffect::Size& size : kSizes) {
-            SCOPED_TRACE(std::string(coding.name) + " " + std::to_string(size.width) + "x" +
-                         std::to_string(size.height));
-            JpegRecipe recipe = coding.recipe;
-            recipe.width = size.width;
-            recipe.height = size.height;
-            recipe.quality = 100;
-            const Bytes file = MakeJpeg(recipe, recipe.colors == "gray" ? GrayRamp : Ramp);
-            const RgbPicture before = DecodeRgb(file);
+            SCOPED_TRACE(testing::Message() << coding.name << " " << SizeText(size));
+            JpegRecipe recipe = Sized(size.width, size.height, 100);
+            recipe.sampling = coding.sampling;
+            recipe.colors = coding.colors;
+            recipe.progressive = coding.progressive;
+            recipe.arithmetic = coding.arithmetic;
+            const Bytes file = MakeJpeg(recipe, Ramp);
 
             const JpegPicture picture = DecodeJpeg("picture", file);
             EXPECT_EQ(picture.planes.size().width, size.width);
@@ -94,7 +72,7 @@ TEST(JpegPicture, AnyCodingAndSizeComesBackAsThePictureItWas) {
             ASSERT_EQ(after.width, size.width);
             ASSERT_EQ(after.height, size.height);
             // Chroma is resampled, which the ramp's kinks show by a few levels.
-            EXPECT_LE(LargestDifference(after, [&](int x, int y) { return before.at(x, y); }), 12);
+            EXPECT_LE(LargestDifference(after, DecodeRgb(file)), 12);
         }
     }
 }
@@ -102,10 +80,8 @@ TEST(JpegPicture, AnyCodingAndSizeComesBackAsThePictureItWas) {
 TEST(JpegPicture, ChromaStaysOverItsPixelsAtOddSizes) {
     // A 4:4:4 chroma edge between columns 3 and 4 lies between 4:2:0 samples 1 and 2, at the even
     // width and at the odd one, whatever is coded beyond the picture.
-    JpegRecipe recipe = Sampled(1, 1, 1, 1, 1, 1);
-    recipe.width = 8;
-    recipe.height = 5;
-    recipe.quality = 100;
+    JpegRecipe recipe = Sized(8, 5, 100);
+    recipe.sampling = {{{1, 1}, {1, 1}, {1, 1}}};
     Bytes file = MakeJpeg(recipe, [](int x, int) {
         return x < 4 || x == 7 ? Rgb{200, 90, 90} : Rgb{90, 90, 200};
     });
@@ -114,26 +90,19 @@ TEST(JpegPicture, ChromaStaysOverItsPixelsAtOddSizes) {
     const auto chroma = [&file](int x) {
         return int{DecodeJpeg("picture", file).planes.v.row(1)[x]};
     };
-    const int half = (red + blue) / 2;
-    EXPECT_NEAR(chroma(3), half, 4);
+    EXPECT_NEAR(chroma(3), (red + blue) / 2, 4);
     const Bytes frameHeader = {0xFF, 0xC0, 0, 17, 8, 0, 5, 0, 8};
     const auto at = std::search(file.begin(), file.end(), frameHeader.begin(), frameHeader.end());
     ASSERT_NE(at, file.end());
     at[8] = 7;
-    EXPECT_NEAR(chroma(0), red, 4);
-    EXPECT_NEAR(chroma(1), red, 4);
-    EXPECT_NEAR(chroma(2), blue, 4);
-    EXPECT_NEAR(chroma(3), blue, 4);
+    for (int x = 0; x < 4; ++x) EXPECT_NEAR(chroma(x), x < 2 ? red : blue, 4) << x;
 }
 
 TEST(JpegPicture, WhatIsCodedBeyondTheEdgeDoesNotShineThrough) {
-    JpegRecipe recipe;
-    recipe.width = 17;
-    recipe.height = 19;
     const auto bright = [](int, int) { return Rgb{230, 200, 220}; };
-    const JpegPicture picture = DecodeJpeg("picture", MakeJpeg(recipe, bright));
+    const JpegPicture picture = DecodeJpeg("picture", MakeJpeg(Sized(17, 19), bright));
     const RgbPicture flat = DecodeRgb(EncodeJpeg("picture", picture, 20));
-    EXPECT_LE(LargestDifference(flat, [&flat](int, int) { return flat.at(0, 0); }), 1);
+    EXPECT_LE(LargestDifference(flat, [&flat](int, int) { return flat(0, 0); }), 1);
 }
 
 posteffect::Plane Noise(int width, int height, std::mt19937& random) {
@@ -143,35 +112,13 @@ posteffect::Plane Noise(int width, int height, std::mt19937& random) {
 }
 
 TEST(Orientation, EveryOneOfTheEightMovesEachPixelToItsPlace) {
-    // Where pixel (x, y) of the upright picture lies in the stored one, whose last column and row
-    // are r and b.
-    using Place = posteffect::Size (*)(int x, int y, int r, int b);
-    const Place kPlaces[8] = {
-        [](int x, int y, int, int) {
-            return posteffect::Size{x, y};
-        },
-        [](int x, int y, int r, int) {
-            return posteffect::Size{r - x, y};
-        },
-        [](int x, int y, int r, int b) {
-            return posteffect::Size{r - x, b - y};
-        },
-        [](int x, int y, int, int b) {
-            return posteffect::Size{x, b - y};
-        },
-        [](int x, int y, int, int) {
-            return posteffect::Size{y, x};
-        },
-        [](int x, int y, int, int b) {
-            return posteffect::Size{y, b - x};
-        },
-        [](int x, int y, int r, int b) {
-            return posteffect::Size{r - y, b - x};
-        },
-        [](int x, int y, int r, int) {
-            return posteffect::Size{r - y, x};
-        },
-    };
+    // How the stored picture shows the upright one: its rows are columns, it runs from the right,
+    // it runs from below.
+    const struct {
+        bool swapped, fromRight, fromBelow;
+    } kTurns[8] = {{false, false, false}, {false, true, false}, {false, true, true},
+                   {false, false, true},  {true, false, false}, {true, false, true},
+                   {true, true, true},    {true, true, false}};
     std::mt19937 random(5);
     for (const posteffect::Size size : {posteffect::Size{48, 32}, {37, 23}, {36, 23}, {1, 6}}) {
         const int w = size.width;
@@ -180,17 +127,21 @@ TEST(Orientation, EveryOneOfTheEightMovesEachPixelToItsPlace) {
                                                Noise((w + 1) / 2, (h + 1) / 2, random),
                                                Noise((w + 1) / 2, (h + 1) / 2, random)};
         for (int orientation = 1; orientation <= 8; ++orientation) {
-            SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h) + ", orientation " +
-                         std::to_string(orientation));
+            SCOPED_TRACE(testing::Message() << SizeText(size) << ", orientation " << orientation);
+            const auto& turn = kTurns[orientation - 1];
             posteffect::YuvPicture picture = stored;
             posteffect::TurnUpright(&picture, orientation);
             const posteffect::Plane& luma = picture.y;
-            ASSERT_EQ(luma.width, orientation < 5 ? w : h);
-            ASSERT_EQ(luma.height, orientation < 5 ? h : w);
+            ASSERT_EQ(luma.width, turn.swapped ? h : w);
+            ASSERT_EQ(luma.height, turn.swapped ? w : h);
+            // The sample of a stored plane that pixel (x, y) of the upright picture shows.
             const auto source = [&](const posteffect::Plane& plane, int x, int y, int divisor) {
-                const auto at = kPlaces[orientation - 1](
-                    std::min(x, luma.width - 1), std::min(y, luma.height - 1), w - 1, h - 1);
-                return int{plane.row(at.height / divisor)[at.width / divisor]};
+                x = std::min(x, luma.width - 1);
+                y = std::min(y, luma.height - 1);
+                if (turn.swapped) std::swap(x, y);
+                const int column = turn.fromRight ? w - 1 - x : x;
+                const int row = turn.fromBelow ? h - 1 - y : y;
+                return int{plane.row(row / divisor)[column / divisor]};
             };
             for (int y = 0; y < luma.height; ++y) {
                 for (int x = 0; x < luma.width; ++x) {
@@ -212,7 +163,7 @@ TEST(Orientation, EveryOneOfTheEightMovesEachPixelToItsPlace) {
 
 TEST(Metadata, SegmentsTravelByteForByteAndInOrder) {
     const auto text = [](const std::string& head, std::size_t size) {
-        Bytes bytes(head.begin(), head.end());
+        Bytes bytes = ToBytes(head);
         bytes.resize(size);
         std::iota(bytes.begin() + static_cast<long>(head.size()), bytes.end(), std::uint8_t{3});
         return bytes;
@@ -242,21 +193,8 @@ TEST(Metadata, SegmentsTravelByteForByteAndInOrder) {
                       (Segment{kApp0, {'J', 'F', 'I', 'F', 0, 1, 1, 1, 1, 44, 1, 45, 0, 0}}));
             segments.erase(segments.begin());
         }
-        EXPECT_TRUE(segments == expected);
+        EXPECT_EQ(segments, expected);
     }
-}
-
-TEST(Metadata, AGrayProfileIsNotPutOnAPictureWithColours) {
-    Bytes profile(200);
-    std::memcpy(profile.data(), "ICC_PROFILE\0\1\1", 14);
-    std::memcpy(profile.data() + 14 + 16, "GRAY", 4);
-    JpegRecipe recipe;
-    recipe.colors = "gray";
-    recipe.segments = {{kApp0 + 2, profile}};
-    EXPECT_TRUE(DecodeJpeg("picture", MakeJpeg(recipe, GrayRamp)).segments.empty());
-    std::memcpy(profile.data() + 14 + 16, "RGB ", 4);
-    recipe.segments = {{kApp0 + 2, profile}};
-    EXPECT_EQ(DecodeJpeg("picture", MakeJpeg(recipe, GrayRamp)).segments.size(), 1U);
 }
 
 // Updates the EXIF of a picture with these segments; the thumbnails are `thumbnail(quality)`.
@@ -268,22 +206,13 @@ std::vector<posteffect::JpegSegment> Updated(const Bytes& exif, posteffect::Size
 }
 
 TEST(Exif, OnlyWhatTheTurnChangesIsChanged) {
-    ExifRecipe recipe;
-    recipe.orientation = 6;
-    recipe.width = 480;
-    recipe.height = 320;
-    recipe.thumbnail = {0xFF, 0xD8, 1, 2, 3, 0xFF, 0xD9};
     for (const ExifByteOrder order : {EXIF_BYTE_ORDER_INTEL, EXIF_BYTE_ORDER_MOTOROLA}) {
-        recipe.order = order;
         Bytes renewed = {0xFF, 0xD8, 9, 9, 0xFF, 0xD9};
+        const ExifRecipe before = {order, 6, 480, 320, {0xFF, 0xD8, 1, 2, 3, 0xFF, 0xD9}};
+        const ExifRecipe expected = {order, 1, 320, 480, renewed};
         const auto segments =
-            Updated(MakeExif(recipe), {320, 480}, [&renewed](int) { return renewed; });
+            Updated(MakeExif(before), {320, 480}, [&renewed](int) { return renewed; });
         ASSERT_EQ(segments.size(), 2U);
-        ExifRecipe expected = recipe;
-        expected.orientation = 1;
-        expected.width = 320;
-        expected.height = 480;
-        expected.thumbnail = renewed;
         EXPECT_EQ(DescribeExif(segments[1].bytes), DescribeExif(MakeExif(expected)));
     }
 }

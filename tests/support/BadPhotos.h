@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/JpegFile.h"
+#include "tests/support/Pixels.h"
 
 enum class Fate {
     kRefused,  // no picture can be had from it

@@ -1,6 +1,7 @@
 #include "tests/support/CommandRunner.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -45,8 +47,8 @@ void WriteAndClose(int fd, const Bytes& bytes) {
 }
 
 [[noreturn]] void BecomeProgram(const std::string& folder, const std::string& program,
-                                const std::vector<std::string>& arguments,
-                                const RunOptions& options, const int (&fds)[3]) {
+                                const Words& arguments, const RunOptions& options,
+                                const int (&fds)[3]) {
     for (int i = 0; i < 3; ++i) dup2(fds[i], i);
     if (chdir(folder.c_str()) != 0) _exit(125);
     for (const auto& [name, value] : options.environment) {
@@ -88,17 +90,17 @@ Bytes TestFolder::read(const std::string& name) const {
     return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-std::vector<std::string> TestFolder::names() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
-        names.push_back(entry.path().filename());
+Words TestFolder::names(const std::string& folder) const {
+    Words names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(path(folder))) {
+        names.push_back(entry.path().lexically_relative(path(folder)));
     }
     std::sort(names.begin(), names.end());
     return names;
 }
 
-Outcome RunProgram(const TestFolder& folder, const std::string& program,
-                   const std::vector<std::string>& arguments, const RunOptions& options) {
+Outcome RunProgram(const TestFolder& folder, const std::string& program, const Words& arguments,
+                   const RunOptions& options) {
     std::signal(SIGPIPE, SIG_IGN);  // a program need not read its input
     Pipe input, output, errors;
     const pid_t child = fork();
@@ -112,22 +114,7 @@ Outcome RunProgram(const TestFolder& folder, const std::string& program,
     close(errors.ends[1]);
 
     Outcome outcome;
-    std::thread feeder([&] {
-        if (!options.interruptWhileReading) {
-            WriteAndClose(input.ends[1], options.input);
-            return;
-        }
-        // More than a pipe holds: once all of it is taken, the program has begun to read.
-        const Bytes more(1 << 20, std::uint8_t{0xFF});
-        Bytes all = options.input;
-        all.insert(all.end(), more.begin(), more.end());
-        const int keptOpen = dup(input.ends[1]);
-        WriteAndClose(input.ends[1], all);
-        kill(child, SIGINT);
-        // The end of its output tells that it is gone; see below.
-        waitid(P_PID, static_cast<id_t>(child), nullptr, WEXITED | WNOWAIT);
-        close(keptOpen);
-    });
+    std::thread feeder([&] { WriteAndClose(input.ends[1], options.input); });
     std::thread reader([&] { outcome.output = ReadToEnd(output.ends[0]); });
     const Bytes text = ReadToEnd(errors.ends[0]);
     outcome.errors.assign(text.begin(), text.end());
@@ -139,4 +126,39 @@ Outcome RunProgram(const TestFolder& folder, const std::string& program,
     outcome.peakKiB = used.ru_maxrss;
     outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     return outcome;
+}
+
+Words Lines(const std::string& text) {
+    std::istringstream stream(text);
+    Words lines;
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+void ExpectPlain(const std::string& line, const std::string& name) {
+    EXPECT_THAT(line, testing::StartsWith("posteffect: " + name));
+    EXPECT_TRUE(std::all_of(line.begin(), line.end(), [](unsigned char c) { return c >= ' '; }));
+}
+
+Bytes CommandTest::succeed(const Words& arguments, const RunOptions& options) const {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const Outcome outcome = run(arguments, options);
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.errors, "");
+    return outcome.output;
+}
+
+void CommandTest::expectFaults(const Words& first, const std::vector<Fault>& faults) const {
+    const Words names = m_folder.names();
+    for (const Fault& fault : faults) {
+        SCOPED_TRACE(testing::PrintToString(fault.arguments));
+        const Outcome outcome = run(Joined(first, fault.arguments), fault.options);
+        EXPECT_EQ(outcome.exitCode, fault.exitCode);
+        const Words lines = Lines(outcome.errors);
+        ASSERT_EQ(lines.size(), 1U) << outcome.errors;
+        ExpectPlain(lines[0], "");
+        for (const std::string& text : fault.says) EXPECT_THAT(lines[0], testing::HasSubstr(text));
+        EXPECT_TRUE(outcome.output.empty());
+        EXPECT_EQ(m_folder.names(), names);
+    }
 }

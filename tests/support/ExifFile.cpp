@@ -94,9 +94,3 @@ std::string DescribeExif(const Bytes& segment) {
     for (unsigned k = 0; k < data->size; ++k) text << ' ' << int{data->data[k]};
     return text.str();
 }
-
-Bytes Thumbnail(const Bytes& segment) {
-    const Data data = NewData();
-    exif_data_load_data(data.get(), segment.data(), static_cast<unsigned>(segment.size()));
-    return Bytes(data->data, data->data + data->size);
-}

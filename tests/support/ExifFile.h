@@ -21,6 +21,3 @@ Bytes MakeExif(const ExifRecipe& recipe);
 
 // All directories, tags with their format and raw value, the byte order and the thumbnail, as text.
 std::string DescribeExif(const Bytes& segment);
-
-// Its thumbnail; empty when there is none.
-Bytes Thumbnail(const Bytes& segment);

@@ -1,6 +1,5 @@
 #include "tests/support/JpegFile.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -76,13 +75,6 @@ Bytes MakeJpeg(const JpegRecipe& recipe, const std::function<Rgb(int x, int y)>&
     return file;
 }
 
-Rgb RgbPicture::at(int x, int y) const {
-    const std::size_t i = (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                           static_cast<std::size_t>(x)) *
-                          3;
-    return {bytes[i], bytes[i + 1], bytes[i + 2]};
-}
-
 RgbPicture DecodeRgb(const Bytes& file) {
     jpeg_decompress_struct info = {};
     jpeg_error_mgr errors = {};
@@ -110,21 +102,6 @@ RgbPicture DecodeRgb(const Bytes& file) {
     }
     jpeg_destroy_decompress(&info);
     return picture;
-}
-
-int LargestDifference(const RgbPicture& picture, const std::function<Rgb(int x, int y)>& pixel) {
-    constexpr int kUnreadable = 256;
-    int largest = picture.width == 0 ? kUnreadable : 0;
-    for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) {
-            const Rgb got = picture.at(x, y);
-            const Rgb want = pixel(x, y);
-            for (std::size_t c = 0; c < 3; ++c) {
-                largest = std::max(largest, std::abs(got[c] - want[c]));
-            }
-        }
-    }
-    return largest;
 }
 
 std::vector<Segment> ListSegments(const Bytes& file) {

@@ -2,13 +2,11 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
-using Bytes = std::vector<std::uint8_t>;
-using Rgb = std::array<int, 3>;
+#include "tests/support/Pixels.h"
 
 inline constexpr int kApp0 = 0xE0;
 inline constexpr int kComment = 0xFE;
@@ -37,22 +35,19 @@ struct JpegRecipe {
     std::vector<Segment> segments;
 };
 
+inline JpegRecipe Sized(int width, int height, int quality = 98) {
+    JpegRecipe recipe;
+    recipe.width = width;
+    recipe.height = height;
+    recipe.quality = quality;
+    return recipe;
+}
+
 // `pixel` gives the colour at (x, y).
 Bytes MakeJpeg(const JpegRecipe& recipe, const std::function<Rgb(int x, int y)>& pixel);
 
-struct RgbPicture {
-    int width = 0;
-    int height = 0;
-    Bytes bytes;
-
-    Rgb at(int x, int y) const;
-};
-
 // Width 0 when the file is no complete JPEG.
 RgbPicture DecodeRgb(const Bytes& file);
-
-// The largest difference of a channel between the picture and `pixel`; 256 without a picture.
-int LargestDifference(const RgbPicture& picture, const std::function<Rgb(int x, int y)>& pixel);
 
 // The segments before the first scan, APPn and comments only.
 std::vector<Segment> ListSegments(const Bytes& file);

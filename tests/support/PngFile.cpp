@@ -2,8 +2,6 @@
 
 #include <png.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <map>
 
 namespace {
@@ -33,7 +31,6 @@ Bytes MakePng(const PngRecipe& recipe, const std::function<Rgba(int x, int y)>& 
             out->insert(out->end(), bytes, bytes + count);
         },
         nullptr);
-    const bool palette = recipe.colors == "palette";
     png_set_IHDR(png, info, static_cast<png_uint_32>(recipe.width),
                  static_cast<png_uint_32>(recipe.height), recipe.depth,
                  kColorTypes.at(recipe.colors),
@@ -50,16 +47,15 @@ Bytes MakePng(const PngRecipe& recipe, const std::function<Rgba(int x, int y)>& 
             colors[level] = {level, level, level};
             alphas[level] = static_cast<std::uint8_t>(rgba[3]);
             Put(rgba[0], recipe.depth, &row);
-            for (const int c : {1, 2}) {
-                if (recipe.colors[0] == 'r')
-                    Put(rgba[static_cast<std::size_t>(c)], recipe.depth, &row);
+            for (const std::size_t c : {1U, 2U}) {
+                if (recipe.colors[0] == 'r') Put(rgba[c], recipe.depth, &row);
             }
             if (recipe.colors == "rgba" || recipe.colors == "gray-alpha") {
                 Put(rgba[3], recipe.depth, &row);
             }
         }
     }
-    if (palette) {
+    if (recipe.colors == "palette") {
         png_set_PLTE(png, info, colors.data(), 256);
         png_set_tRNS(png, info, alphas.data(), 256, nullptr);
     }
@@ -70,11 +66,6 @@ Bytes MakePng(const PngRecipe& recipe, const std::function<Rgba(int x, int y)>& 
     png_write_end(png, info);
     png_destroy_write_struct(&png, &info);
     return file;
-}
-
-Rgba RgbaPicture::at(int x, int y) const {
-    const auto first = static_cast<std::size_t>(y * width + x) * 4;
-    return {bytes[first], bytes[first + 1], bytes[first + 2], bytes[first + 3]};
 }
 
 RgbaPicture DecodePngFile(const Bytes& file) {
@@ -88,18 +79,4 @@ RgbaPicture DecodePngFile(const Bytes& file) {
     picture.width = static_cast<int>(image.width);
     picture.height = static_cast<int>(image.height);
     return picture;
-}
-
-int LargestDifference(const RgbaPicture& picture, const std::function<Rgba(int x, int y)>& pixel) {
-    int largest = picture.width == 0 ? 256 : 0;
-    for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) {
-            const Rgba is = picture.at(x, y);
-            const Rgba wanted = pixel(x, y);
-            for (std::size_t c = 0; c < 4; ++c) {
-                largest = std::max(largest, std::abs(is[c] - wanted[c]));
-            }
-        }
-    }
-    return largest;
 }
