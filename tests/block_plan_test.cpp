@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -52,8 +53,8 @@ void ExpectCoverage(const BlockPlan& plan, const CaptureGeometry& g, int skipX =
         const int left = out.x == 0 ? 0 : skipX;
         const int top = out.y == 0 ? 0 : skipY;
         const int end = std::min(out.x + out.w, g.imageWidth);
-        if (end > out.x + left) std::fill(&columns[out.x + left], &columns[0] + end, 1);
-        if (out.h > top) std::fill(&rows[out.y + top], &rows[0] + out.y + out.h, 1);
+        if (end > out.x + left) std::fill(columns.begin() + out.x + left, columns.begin() + end, 1);
+        if (out.h > top) std::fill(rows.begin() + out.y + top, rows.begin() + out.y + out.h, 1);
     }
     // Blocks form a grid, so covered columns and rows are a covered image.
     EXPECT_EQ(std::count(columns.begin(), columns.end(), 0), 0);
@@ -161,14 +162,6 @@ TEST(BlockPlan, OverlapsAreCoveredByOneOfTheTwoBlocks) {
         ExpectCoverage(plan, g, halfX, halfY);
         if (HasFailure()) return;
     }
-}
-
-TEST(BlockPlan, TilesAreTheImageCutUp) {
-    const TilePlan plan({4000, 3000, 768, 480, 768});
-    EXPECT_EQ(plan.columns(), 6);
-    EXPECT_EQ(plan.rows(), 7);
-    EXPECT_EQ(plan.block(41).output, (Rect{3840, 2880, 160, 120}));
-    EXPECT_EQ(TilePlan({20, 10, 20, 10, 20}).blockCount(), 1);
 }
 
 TEST(BlockPlan, CellBlocksBeginAtTheirCellsAndHoldTheColoursOfThem) {

@@ -41,11 +41,15 @@ Rgb Times(Rgb color, double factor) {
     return color;
 }
 
-// The files' stored blue is the first channel.
+// Each channel through its curve, of which the file's stored blue is the first channel.
+Rgb Curved(const TextureModel& curves, const Rgb& in, double row) {
+    const Rgb c = Clamped(in);
+    return {curves.At(c[0], row)[2], curves.At(c[1], row)[1], curves.At(c[2], row)[0]};
+}
+
 PixelEffect VintageModel(const char* file) {
-    return [curve = TextureModel::LookUp(file)](const Rgb& in, double, double) {
-        const Rgb c = Clamped(in);
-        return Rgb{curve.At(c[0], 0.0)[2], curve.At(c[1], 0.0)[1], curve.At(c[2], 0.0)[0]};
+    return [curves = TextureModel::LookUp(file)](const Rgb& in, double, double) {
+        return Curved(curves, in, 0.0);
     };
 }
 
@@ -104,8 +108,7 @@ PixelEffect GradedModel(const Grading& grading, Finish finish) {
 PixelEffect StylizeModel(const Grading& grading, double row) {
     const auto colors = TextureModel::LookUp("stylizeColorRamp.bmp");
     return GradedModel(grading, [=](const Yvu& graded, double, double) {
-        const Rgb c = Clamped(ToRgb(graded.y, graded.v, graded.u));
-        return Rgb{colors.At(c[0], row)[2], colors.At(c[1], row)[1], colors.At(c[2], row)[0]};
+        return Curved(colors, ToRgb(graded.y, graded.v, graded.u), row);
     });
 }
 
@@ -228,7 +231,7 @@ TEST_F(ColorEffects, EachFollowsItsModelWhateverTheBlocks) {
             EXPECT_EQ(shader.SetParam(0, row.parameter, 0, 0, 0), row.answer);
             EXPECT_EQ(shader.SetParam(1, 2, 0, 0, 0), row.answer) << "another group";
         };
-        constexpr int kSizes[][3] = {{320, 180, 5}, {320, 240, 4}, {352, 208, 4}};
+        constexpr int kSizes[][3] = {{320, 180, 5}, {320, 240, 4}, {320, 192, 4}};
         for (std::size_t i = 0; i < 3; ++i) {
             const auto& [width, height, parts] = kSizes[i];
             SCOPED_TRACE(testing::Message() << row.name << " at " << width << "x" << height);
@@ -238,10 +241,8 @@ TEST_F(ColorEffects, EachFollowsItsModelWhateverTheBlocks) {
             const auto whole = Capture(*row.make(), image, width, height, prepare);
             ExpectAgrees(whole, expected);
             // Blocks of the picture's own ratio, which picks the mask.
-            const Difference difference =
-                Compare(Capture(*row.make(), image, width / parts, height / parts, prepare), whole);
-            EXPECT_LE(difference.lumaMax, 1) << difference.where;
-            EXPECT_LE(difference.chromaMax, 1);
+            ExpectWithin(1, Capture(*row.make(), image, width / parts, height / parts, prepare),
+                         whole);
         }
         // Colours whose red or blue lies far outside.
         for (const CaptureImage& image :

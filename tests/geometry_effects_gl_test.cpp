@@ -110,15 +110,24 @@ TEST_F(GeometryEffects, FisheyeHasNoHoleWhereAnAxisMeetsPixelCentres) {
     }
 }
 
-// Cells of this many pixels: one colour each, from the cell's centre, times the mask.
-PixelEffect DotsModel(const CaptureImage& image, double cell, int mask) {
+// Where a crop shows the point (s, t).
+struct Shown {
+    double x, y, side;  // of a crop as wide as high
+};
+constexpr Shown kWhole = {0.0, 0.0, 1.0};
+
+// Cells of one colour each, from the cell's centre, times the mask. Their size is a part of the
+// picture's height, between a 68th and a 30th.
+PixelEffect DotsModel(const CaptureImage& image, int size, const Shown& crop = kWhole) {
+    const double cell = image.height() * (1.0 / 68 + size / 100.0 * (1.0 / 30 - 1.0 / 68));
     return [=, frame = TextureModel(image),
-            dots = TextureModel::LookUp("dot_mask_" + std::to_string(mask) + ".bmp")](
+            dots = TextureModel::LookUp(size >= 51 ? "dot_mask_2.bmp" : "dot_mask_1.bmp")](
                const Rgb&, double s, double t) {
         const double x = s * frame.width() / cell;
         const double y = t * frame.height() / cell;
-        Rgb out = ToRgb(frame.At((std::floor(x) + 0.5) * cell / frame.width(),
-                                 (std::floor(y) + 0.5) * cell / frame.height()));
+        Rgb out =
+            ToRgb(frame.At(crop.x + crop.side * (std::floor(x) + 0.5) * cell / frame.width(),
+                           crop.y + crop.side * (std::floor(y) + 0.5) * cell / frame.height()));
         const auto dot = dots.At(x, y, TextureModel::kRepeat);
         for (std::size_t c = 0; c < 3; ++c) out[c] = std::clamp(out[c], 0.0, 1.0) * dot[c];
         return out;
@@ -128,8 +137,6 @@ PixelEffect DotsModel(const CaptureImage& image, double cell, int mask) {
 TEST_F(GeometryEffects, DotsTakeOneColourACellAndCellsRunOnOverBlocks) {
     for (const int size : {0, 50, 51, 100, 130}) {
         SCOPED_TRACE(size);
-        const double part = 1.0 / 68 + size / 100.0 * (1.0 / 30 - 1.0 / 68);
-        const int mask = size >= 51 ? 2 : 1;
         const auto prepare = [&](GEShader& effect) {
             Whole(effect);
             EXPECT_EQ(effect.SetParam(0, size, 0, 0, 0), 1);
@@ -137,34 +144,24 @@ TEST_F(GeometryEffects, DotsTakeOneColourACellAndCellsRunOnOverBlocks) {
         };
         const CaptureImage image = Scene(384, 240);
         ExpectAgrees(Preview<GEShaderDot>(image, prepare),
-                     ApplyModel(image, DotsModel(image, 240 * part, mask)));
+                     ApplyModel(image, DotsModel(image, size)));
         // The preview's size does not matter to captures.
         const CaptureImage large = Scene(1402, 1000);
         ExpectAgrees(Capture<GEShaderDot>(large, 384, 240, prepare),
-                     ApplyModel(large, DotsModel(large, 1000 * part, mask)));
+                     ApplyModel(large, DotsModel(large, size)));
     }
 }
 
 TEST_F(GeometryEffects, DotsOfACropAreTheDotsOfThatPart) {
     const CaptureImage image = Scene(640, 480);
-    // The same part, enlarged as the crop enlarges it.
-    const TextureModel frame(image);
-    CaptureImage part(640, 480);
-    for (int y = 0; y < 480; ++y) {
-        for (int x = 0; x < 640; ++x) {
-            const auto texel = frame.At(0.25 + (x + 0.5) / 1280, 0.5 + (y + 0.5) / 960);
-            uint8_t* pair = part.data() + part.chromaOffset() + y / 2 * 640 + x / 2 * 2;
-            part.data()[y * 640 + x] = static_cast<uint8_t>(std::lround(texel[0] * 255));
-            pair[0] = static_cast<uint8_t>(std::lround(texel[1] * 255));
-            pair[1] = static_cast<uint8_t>(std::lround(texel[2] * 255));
-        }
-    }
-    const auto crop = [](GEShader& effect) { effect.SetCrop(0.25F, 0.5F, 0.5F, 0.5F); };
-    const CaptureImage expected = Capture<GEShaderDot>(part, 320, 240, Whole);
+    const auto prepare = [](GEShader& effect) {
+        effect.SetCrop(0.25F, 0.5F, 0.5F, 0.5F);
+        effect.SetParam(0, 50, 0, 0, 0);
+    };
+    const CaptureImage expected = ApplyModel(image, DotsModel(image, 50, {0.25, 0.5, 0.5}));
     // Cells' colours are single samples, so edges beside a cell's centre count.
-    EXPECT_LE(ShareApart(Capture<GEShaderDot>(image, 320, 240, crop), expected), 0.03);
-    EXPECT_LE(ShareApart(Preview<GEShaderDot>(image, crop), Preview<GEShaderDot>(part, Whole)),
-              0.03);
+    EXPECT_LE(ShareApart(Capture<GEShaderDot>(image, 320, 240, prepare), expected), 0.03);
+    EXPECT_LE(ShareApart(Preview<GEShaderDot>(image, prepare), expected), 0.03);
 }
 
 TEST_F(GeometryEffects, DotsOfNoSizeAreRefusedInCapturesAndHarmlessInPreviews) {

@@ -17,9 +17,4 @@ class EffectTest : public GLTest {
     }
 };
 
-// Three levels on nearly all samples; curves and gains stretch the roundings of the few others.
-inline void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected) {
-    EXPECT_LE(ShareApart(actual, expected), 0.005) << Compare(actual, expected).where;
-}
-
 }  // namespace testing_support

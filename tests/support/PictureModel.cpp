@@ -1,5 +1,7 @@
 #include "tests/support/PictureModel.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -170,6 +172,16 @@ Difference Compare(const CaptureImage& actual, const CaptureImage& expected) {
             std::max(result.chromaMax, std::abs(actual.data()[i] - expected.data()[i]));
     }
     return result;
+}
+
+void ExpectWithin(int most, const CaptureImage& actual, const CaptureImage& expected) {
+    const Difference difference = Compare(actual, expected);
+    EXPECT_LE(difference.lumaMax, most) << difference.where;
+    EXPECT_LE(difference.chromaMax, most);
+}
+
+void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected) {
+    EXPECT_LE(ShareApart(actual, expected), 0.005) << Compare(actual, expected).where;
 }
 
 }  // namespace testing_support

@@ -63,4 +63,9 @@ double ShareApart(const CaptureImage& actual, const CaptureImage& expected);
 
 Difference Compare(const CaptureImage& actual, const CaptureImage& expected);
 
+// No sample is further apart.
+void ExpectWithin(int most, const CaptureImage& actual, const CaptureImage& expected);
+// Three levels on nearly all samples; curves and gains stretch the roundings of the few others.
+void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected);
+
 }  // namespace testing_support

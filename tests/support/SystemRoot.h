@@ -5,8 +5,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "tests/support/Variable.h"
 
 namespace testing_support {
 
@@ -31,12 +34,9 @@ class SystemRoot {
         if (mkdtemp(folder) == nullptr) std::abort();
         m_root = folder;
         std::filesystem::create_directories(path("/data"));
-        setenv("POSTEFFECT_SYSROOT", folder, 1);
+        m_variable.emplace("POSTEFFECT_SYSROOT", m_root);
     }
-    ~SystemRoot() {
-        unsetenv("POSTEFFECT_SYSROOT");
-        std::filesystem::remove_all(m_root);
-    }
+    ~SystemRoot() { std::filesystem::remove_all(m_root); }
     SystemRoot(const SystemRoot&) = delete;
     SystemRoot& operator=(const SystemRoot&) = delete;
 
@@ -45,6 +45,7 @@ class SystemRoot {
 
   private:
     std::string m_root;
+    std::optional<Variable> m_variable;
 };
 
 }  // namespace testing_support
