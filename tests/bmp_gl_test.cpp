@@ -149,19 +149,20 @@ TEST_F(BmpFiles, DumpsCarryTheTemplatesHeaderAndThePixels) {
     auto* pixels = static_cast<unsigned char*>(texture.GetSTDataBuf());
     for (unsigned char i = 0; i < 16; ++i) pixels[i] = i;
 
+    const auto expectDump = [this](const char* name, int depth, std::size_t pixelBytes,
+                                   const Bytes& first) {
+        const Bytes dump = Read(name);
+        ASSERT_EQ(dump.size(), 138U + pixelBytes) << name;
+        EXPECT_EQ(dump[28], depth) << name;
+        EXPECT_EQ(Bytes(dump.begin() + 138, dump.begin() + 142), first) << name;
+    };
     ASSERT_TRUE(texture.SaveBMP_yuvx("/data/template.bmp", "fourth.bmp"));
-    const Bytes fourth = Read("fourth.bmp");
-    ASSERT_EQ(fourth.size(), 138U + 4);
-    EXPECT_EQ(fourth[28], 8);
-    EXPECT_THAT(Bytes(fourth.begin() + 138, fourth.end()), ElementsAre(3, 7, 11, 15));
+    expectDump("fourth.bmp", 8, 4, {3, 7, 11, 15});
 
     ASSERT_TRUE(texture.SaveBMP("/data/template.bmp", "whole.bmp"));
-    const Bytes whole = Read("whole.bmp");
-    ASSERT_EQ(whole.size(), 138U + 16);
-    EXPECT_EQ(whole[18], 2);
-    EXPECT_EQ(whole[22], 2);
-    EXPECT_EQ(whole[28], 32);
-    EXPECT_THAT(Bytes(whole.begin() + 138, whole.begin() + 142), ElementsAre(2, 1, 0, 255));
+    expectDump("whole.bmp", 32, 16, {2, 1, 0, 255});
+    EXPECT_EQ(Read("whole.bmp")[18], 2);
+    EXPECT_EQ(Read("whole.bmp")[22], 2);
     EXPECT_THAT(Bytes(pixels, pixels + 4), ElementsAre(2, 1, 0, 255)) << "swapped in memory too";
     EXPECT_TRUE(Load("whole.bmp", GL_RGBA, GL_UNSIGNED_BYTE));
 
@@ -176,10 +177,7 @@ TEST_F(BmpFiles, DumpsCarryTheTemplatesHeaderAndThePixels) {
     glClearColor(1.0F, 0.0F, 0.2F, 0.5F);
     glClear(GL_COLOR_BUFFER_BIT);
     ASSERT_TRUE(fbo.SaveBMP("/data/template.bmp", "fbo.bmp"));
-    const Bytes drawn = Read("fbo.bmp");
-    ASSERT_EQ(drawn.size(), 138U + 24);
-    EXPECT_EQ(drawn[28], 24) << "the template's depth stays";
-    EXPECT_THAT(Bytes(drawn.begin() + 138, drawn.begin() + 142), ElementsAre(255, 51, 0, 255));
+    expectDump("fbo.bmp", 24, 24, {255, 51, 0, 255});  // the template's depth stays
     EXPECT_THAT(log.errors(), ElementsAre("[SaveBMP] no texture attached\n"));
 }
 
