@@ -6,8 +6,10 @@
 #include <ui/GraphicBuffer.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -27,6 +29,43 @@ namespace {
 using namespace testing_support;
 
 LogTag gTestLog("Test");
+
+TEST(Display, WorkersComeAndGoWithoutDisturbingOneAnother) {
+    std::atomic<int> failures{0};
+    const auto work = [&failures] {
+        for (int i = 0; i < 15; ++i) {
+            const GEManager manager;
+            GLuint texture = 0;
+            glGenTextures(1, &texture);
+            glBindTexture(GL_TEXTURE_2D, texture);
+            if (glIsTexture(texture) == GL_FALSE) ++failures;
+            glDeleteTextures(1, &texture);
+        }
+    };
+    std::thread first(work);
+    std::thread second(work);
+    first.join();
+    second.join();
+    EXPECT_EQ(failures, 0);
+}
+
+TEST(Display, ComesBackAfterSomebodyElseTerminatedIt) {
+    android::sp<android::GraphicBuffer> buffer(new android::GraphicBuffer(32, 4, 1, 0x130));
+    const auto init = [&](GEManager& manager) {
+        return manager.Init(buffer->getNativeBuffer(), 32, 4, 0, 0, 0, 32, 4, nullptr);
+    };
+    GEManager manager;
+    ASSERT_EQ(init(manager), 1);
+    manager.Deinit();
+    eglTerminate(g_eglDisplay);
+    EXPECT_EQ(init(manager), 1) << "one rebuild in use";
+    manager.Deinit();
+    eglTerminate(g_eglDisplay);
+    std::thread([&] {
+        GEManager other;
+        EXPECT_EQ(init(other), 1) << "a new worker";
+    }).join();
+}
 
 TEST(Display, OffersPbuffersWhereThereAreNoWindows) {
     const EGLDisplay display = platform::GetDisplay();
