@@ -164,6 +164,14 @@ TEST(BlockPlan, OverlapsAreCoveredByOneOfTheTwoBlocks) {
     }
 }
 
+TEST(BlockPlan, TilesAreTheImageCutUp) {
+    const TilePlan plan({4000, 3000, 768, 480, 768});
+    EXPECT_EQ(plan.columns(), 6);
+    EXPECT_EQ(plan.rows(), 7);
+    EXPECT_EQ(plan.block(41).output, (Rect{3840, 2880, 160, 120}));
+    EXPECT_EQ(TilePlan({20, 10, 20, 10, 20}).blockCount(), 1);
+}
+
 TEST(BlockPlan, CellBlocksBeginAtTheirCellsAndHoldTheColoursOfThem) {
     std::mt19937 random(9);
     for (int i = 0; i < 3000; ++i) {
