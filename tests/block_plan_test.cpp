@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -45,30 +46,35 @@ void ExpectCoverage(const BlockPlan& plan, const CaptureGeometry& g, int skipX =
     std::vector<char> rows(static_cast<std::size_t>(g.imageHeight), 0);
     for (int i = 0; i < plan.blockCount(); ++i) {
         const Rect out = plan.block(i).output;
-        ASSERT_GE(out.x, 0);
-        ASSERT_GE(out.y, 0);
-        ASSERT_EQ(out.x % 2, 0);
-        ASSERT_GT(out.w, 0);
-        ASSERT_LE(out.w, g.blockWidth);
+        ASSERT_TRUE(out.x >= 0 && out.x % 2 == 0) << out.x;
+        ASSERT_TRUE(out.w > 0 && out.w <= g.blockWidth) << out.w;
+        ASSERT_TRUE(out.y >= 0 && out.y + out.h <= g.imageHeight) << out.y << " + " << out.h;
         ASSERT_LE(out.h, g.blockHeight);
-        ASSERT_LE(out.y + out.h, g.imageHeight);
         const int left = out.x == 0 ? 0 : skipX;
         const int top = out.y == 0 ? 0 : skipY;
-        for (int x = out.x + left; x < std::min(out.x + out.w, g.imageWidth); ++x) {
-            columns[static_cast<std::size_t>(x)] = 1;
-        }
-        for (int y = out.y + top; y < out.y + out.h; ++y) rows[static_cast<std::size_t>(y)] = 1;
+        const int end = std::min(out.x + out.w, g.imageWidth);
+        if (end > out.x + left) std::fill(columns.begin() + out.x + left, columns.begin() + end, 1);
+        if (out.h > top) std::fill(rows.begin() + out.y + top, rows.begin() + out.y + out.h, 1);
     }
     // Blocks form a grid, so covered columns and rows are a covered image.
     EXPECT_EQ(std::count(columns.begin(), columns.end(), 0), 0);
     EXPECT_EQ(std::count(rows.begin(), rows.end(), 0), 0);
 }
 
-TEST(BlockPlan, CoversEveryPixelOfImagesOfAllSizes) {
+TEST(BlockPlan, CoversEveryPixelAndFetchesWithoutACropFromWhereItWrites) {
     for (const CaptureGeometry& g : ManyGeometries()) {
         SCOPED_TRACE(Describe(g));
-        ExpectCoverage(RunCountingPlan(g), g);
-        ExpectCoverage(CroppedPlan(g, CropRect{}), g);
+        const RunCountingPlan counting(g);
+        const CroppedPlan cropped(g, CropRect{});
+        ExpectCoverage(counting, g);
+        ExpectCoverage(cropped, g);
+        for (int i = 0; i < counting.blockCount(); ++i) {
+            const CaptureBlock a = counting.block(i);
+            ASSERT_EQ(a.source, a.output);
+            const CaptureBlock b = cropped.block(i);
+            ASSERT_EQ(b.source, (Rect{b.output.x, b.output.y, b.source.w, b.output.h}));
+            ASSERT_GE(b.source.w, b.output.w);
+        }
         if (HasFailure()) return;
     }
 }
@@ -98,10 +104,8 @@ TEST(BlockPlan, MarginsSurroundEachBlockAsFarAsTheImageGoes) {
                 const Rect& in = block.source;
                 const Rect& out = block.output;
                 ASSERT_EQ(in.x % 32, 0);
-                ASSERT_TRUE(in.w > 0 && in.w <= g.textureStride);
-                ASSERT_TRUE(in.h > 0 && in.h <= g.blockHeight);
-                ASSERT_LE(in.x + in.w, g.imageWidth);
-                ASSERT_LE(in.y + in.h, g.imageHeight);
+                ASSERT_TRUE(in.w > 0 && in.w <= g.textureStride && in.x + in.w <= g.imageWidth);
+                ASSERT_TRUE(in.h > 0 && in.h <= g.blockHeight && in.y + in.h <= g.imageHeight);
                 // What the clear picture is drawn from is the block's own place.
                 const Span clear = SpanOf(block.textureQuad);
                 const auto texture = static_cast<float>(g.textureStride);
@@ -205,40 +209,19 @@ TEST(BlockPlan, CellBlocksBeginAtTheirCellsAndHoldTheColoursOfThem) {
         }
         ASSERT_EQ(covered, width);
     }
-    EXPECT_EQ(CellPlan::textureSide(0.99F), 0);
-    EXPECT_EQ(CellPlan::textureSide(-5.0F), 0);
-    EXPECT_EQ(CellPlan::textureSide(std::nanf("")), 0);
-    EXPECT_EQ(CellPlan::textureSide(1.0e9F), 0);
+    for (const float cell : {0.99F, -5.0F, std::nanf(""), 1.0e9F}) {
+        EXPECT_EQ(CellPlan::textureSide(cell), 0) << cell;
+    }
     EXPECT_EQ(CellPlan({100, 100, 64, 64, 64}, CropRect{}, 0.5F).blockCount(), 0);
 }
 
-TEST(BlockPlan, FetchesWithoutACropFromWhereItWrites) {
-    for (const CaptureGeometry& g : ManyGeometries()) {
-        SCOPED_TRACE(Describe(g));
-        const RunCountingPlan counting(g);
-        const CroppedPlan cropped(g, CropRect{});
-        for (int i = 0; i < counting.blockCount(); ++i) {
-            const CaptureBlock a = counting.block(i);
-            ASSERT_TRUE(a.source == a.output);
-            const CaptureBlock b = cropped.block(i);
-            ASSERT_EQ(b.source.x, b.output.x);
-            ASSERT_EQ(b.source.y, b.output.y);
-            ASSERT_GE(b.source.w, b.output.w);
-            ASSERT_EQ(b.source.h, b.output.h);
-        }
-    }
-}
-
-struct BlockCase {
-    const char* what;
-    CaptureGeometry geometry;
-    int count;
-    int index;
-    Rect output;
-};
-
 TEST(BlockPlan, PullsALastColumnBackWhenItsWidthIsRoundedUp) {
-    const BlockCase cases[] = {
+    const struct {
+        const char* what;
+        CaptureGeometry geometry;
+        int count, index;
+        Rect output;
+    } cases[] = {
         {"fits exactly", {1024, 768, 1024, 768, 1024}, 1, 0, {0, 0, 1024, 768}},
         {"one pixel wider", {1025, 768, 1024, 768, 1024}, 2, 1, {994, 0, 32, 768}},
         {"33 left", {1057, 768, 1024, 768, 1024}, 2, 1, {994, 0, 64, 768}},
@@ -248,7 +231,7 @@ TEST(BlockPlan, PullsALastColumnBackWhenItsWidthIsRoundedUp) {
         {"never beyond the block", {1996, 100, 1000, 100, 1024}, 2, 1, {996, 0, 1000, 100}},
         {"full columns stay as they are", {4000, 480, 720, 480, 736}, 6, 1, {720, 0, 720, 480}},
     };
-    for (const BlockCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         const RunCountingPlan plan(c.geometry);
         EXPECT_EQ(plan.blockCount(), c.count);
@@ -270,25 +253,17 @@ TEST(BlockPlan, FetchesThroughTheCropAtEvenColumns) {
         // The quad spans the part of the texture that the crop fills.
         EXPECT_FLOAT_EQ(block.textureQuad[6], 0.5F * static_cast<float>(block.output.w) / 1024.0F);
         EXPECT_FLOAT_EQ(block.textureQuad[1], 0.25F * static_cast<float>(block.output.h) / 768.0F);
-    }
-}
-
-TEST(BlockPlan, GivesNeighboursTheSamePlaceAtTheirCommonEdge) {
-    const CaptureGeometry g = {4000, 3000, 720, 480, 736};
-    const CroppedPlan plan(g, CropRect{});
-    for (int i = 0; i + 1 < plan.blockCount(); ++i) {
-        const CaptureBlock left = plan.block(i);
-        const CaptureBlock right = plan.block(i + 1);
-        if (right.output.y != left.output.y) continue;
-        EXPECT_FLOAT_EQ(left.globalQuad[4], right.globalQuad[0]);
-        EXPECT_FLOAT_EQ(left.globalQuad[1], right.globalQuad[1]);
+        // The next block of the row begins where this one ends.
+        const CaptureBlock next = plan.block((i + 1) % plan.blockCount());
+        if (next.output.y != block.output.y) continue;
+        EXPECT_FLOAT_EQ(next.globalQuad[0], block.globalQuad[4]);
+        EXPECT_FLOAT_EQ(next.globalQuad[1], block.globalQuad[1]);
     }
 }
 
 TEST(BlockPlan, HasNoBlocksWhereNoProgressIsPossible) {
-    for (const CaptureGeometry& g :
-         {CaptureGeometry{0, 10, 64, 64, 64}, CaptureGeometry{10, -1, 64, 64, 64},
-          CaptureGeometry{10, 10, 0, 64, 64}, CaptureGeometry{10, 10, 64, 0, 64}}) {
+    for (const CaptureGeometry& g : std::vector<CaptureGeometry>{
+             {0, 10, 64, 64, 64}, {10, -1, 64, 64, 64}, {10, 10, 0, 64, 64}, {10, 10, 64, 0, 64}}) {
         EXPECT_EQ(RunCountingPlan(g).blockCount(), 0) << Describe(g);
         EXPECT_EQ(CroppedPlan(g, CropRect{}).blockCount(), 0) << Describe(g);
     }

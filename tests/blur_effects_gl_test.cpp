@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <memory>
 #include <vector>
 
 #include "effects/DepthOfField.h"
@@ -17,20 +18,9 @@
 
 namespace {
 
-using testing_support::ApplyModel;
-using testing_support::Capture;
-using testing_support::CaptureImage;
-using testing_support::ExpectAgrees;
-using testing_support::InitEffect;
-using testing_support::PixelEffect;
-using testing_support::Preview;
-using testing_support::Rgb;
-using testing_support::ShareApart;
-using testing_support::Source;
-using testing_support::TextureModel;
-using testing_support::ToRgb;
+using namespace testing_support;
 
-class BlurEffects : public testing_support::EffectTest {
+class BlurEffects : public EffectTest {
   protected:
     void TearDown() override {
         EffectTest::TearDown();
@@ -39,9 +29,7 @@ class BlurEffects : public testing_support::EffectTest {
 };
 
 CaptureImage Scene(int width, int height) {
-    CaptureImage image(width, height);
-    image.FillScene(8);
-    return image;
+    return CaptureImage::Scene(width, height, 8);
 }
 
 // A Gaussian's weights met by the steps in the order in which the shader meets them.
@@ -82,151 +70,143 @@ TextureModel Pass(const TextureModel& input, int width, int height, double right
     return {width, height, std::move(texels)};
 }
 
-// How a blur is laid out: the sizes of the picture and of the texture that holds it, and the size
-// of the blurred picture.
+// How a blur is laid out: the steps between samples in texels, the sizes of the texture that holds
+// the picture and of the blurred one, and whether the whole texture is blurred or the picture only.
 struct Layout {
-    double step;  // texels
+    double step;
     int width, height;
-    int textureWidth, textureHeight;
     int blurWidth, blurHeight;
+    bool wholeTexture = false;
 };
 
 // The picture blurred as previews do it (texture as large as the picture) and as captures of one
 // block with margins do.
 TextureModel Blurred(const CaptureImage& image, const Layout& l, int strength) {
-    const double w = l.width;
-    const double h = l.height;
     const std::vector<Tap> taps = Taps(strength);
-    const double scaleX = l.textureWidth / w;
-    const double scaleY = l.textureHeight / h;
+    const double scaleX = static_cast<double>(l.width) / image.width();
+    const double scaleY = static_cast<double>(l.height) / image.height();
     // In fractions of the texture the step grows with the image, in those of the image it does not.
     const TextureModel across = Pass(TextureModel(image), l.blurWidth, l.blurHeight, scaleX, scaleY,
-                                     l.step / l.textureWidth, 0.0, taps);
-    return Pass(across, l.blurWidth, l.blurHeight, 1.0 / scaleX, 1.0 / scaleY, 0.0,
-                l.step / l.textureHeight / scaleY, taps);
+                                     l.step / l.width, 0.0, taps);
+    return Pass(across, l.blurWidth, l.blurHeight, l.wholeTexture ? 1.0 : 1.0 / scaleX,
+                l.wholeTexture ? 1.0 : 1.0 / scaleY, 0.0, l.step / l.height / scaleY, taps);
 }
+
+// A preview where the layout's texture is as large as the picture, else a capture.
+template <typename Effect>
+CaptureImage Draw(const CaptureImage& image, const Layout& l, const Prepare& prepare) {
+    if (l.width == image.width()) return Preview<Effect>(image, prepare);
+    return Capture<Effect>(image, l.width, l.height, prepare);
+}
+
+// The parameters of the effects that leave a part clear, in pixels of a frame of 384 x 240.
+struct Focus {
+    int strength, x, y, edgeX, edgeY;
+
+    Focus In(const Layout& l) const {
+        return {strength, x * l.width / 384, y * l.height / 240, edgeX * l.width / 384,
+                edgeY * l.height / 240};
+    }
+    void Set(GEShader& effect) const {
+        EXPECT_EQ(effect.SetParam(0, strength, 0, 0, 0), 0);
+        EXPECT_EQ(effect.SetParam(1, x, y, edgeX, edgeY), 0);
+        EXPECT_EQ(effect.SetParam(2, 1, 1, 1, 1), 0) << "another group changes nothing";
+    }
+};
+constexpr Focus kFocuses[] = {
+    {100, 192, 120, 288, 120}, {13, 96, 60, 96, 120},     {14, 0, 0, 384, 240},
+    {75, 192, 120, 192, 120},  {105, 300, 200, 200, 100}, {-20, 192, 120, 60, 60},
+    {0, 192, 120, 192, 240},   {7, -400, 900, 0, 0},
+};
 
 double SmoothStep(double from, double to, double x) {
     const double t = std::clamp((x - from) / (to - from), 0.0, 1.0);
     return t * t * (3.0 - 2.0 * t);
 }
 
+// From the clear picture to the blurred one where `distance` grows from `from` to `to`.
 template <typename Distance>
-PixelEffect FocusModel(TextureModel blurred, double from, double to, double mixWeight,
-                       Distance distance, double right = 1.0, double bottom = 1.0) {
-    return [=, blurred = std::move(blurred)](const Rgb& clear, double s, double t) {
-        const auto texel = blurred.At(s * right, t * bottom);
-        const Rgb blur = ToRgb(texel[0], texel[1], texel[2]);
-        const double weight = SmoothStep(from, to, distance(s, t)) * mixWeight;
+PixelEffect FocusModel(const CaptureImage& image, const Layout& l, int strength, double from,
+                       double to, Distance distance) {
+    const double right = l.wholeTexture ? static_cast<double>(image.width()) / l.width : 1.0;
+    const double bottom = l.wholeTexture ? static_cast<double>(image.height()) / l.height : 1.0;
+    return [=, blurred = Blurred(image, l, strength)](const Rgb& clear, double s, double t) {
+        const Rgb blur = ToRgb(blurred.At(s * right, t * bottom));
+        const double weight = SmoothStep(from, to, distance(s, t)) * std::min(strength / 75.0, 1.0);
         Rgb out{};
         for (std::size_t c = 0; c < 3; ++c) out[c] = clear[c] + (blur[c] - clear[c]) * weight;
         return out;
     };
 }
 
-struct FocusCase {
-    int strength, x, y, edgeX, edgeY;
-};
-constexpr FocusCase kFocusCases[] = {
-    {100, 192, 120, 288, 120}, {13, 96, 60, 96, 120},     {14, 0, 0, 384, 240},
-    {75, 192, 120, 192, 120},  {105, 300, 200, 200, 100}, {-20, 192, 120, 60, 60},
-    {0, 192, 120, 192, 240},   {7, -400, 900, 0, 0},
-};
-
-double MixWeight(int strength) {
-    return strength < 75 ? strength / 75.0 : 1.0;
-}
+constexpr double kRatio = 384.0 / 240.0;
 
 TEST_F(BlurEffects, DepthOfFieldFadesIntoTheBlurRoundItsPoint) {
     const CaptureImage image = Scene(384, 240);
-    for (const FocusCase& c : kFocusCases) {
-        SCOPED_TRACE(c.strength);
-        const auto prepareFor = [&](int width, int height) {
-            return [&c, width, height](GEShader& effect) {
+    for (const Focus& inFrame : kFocuses) {
+        for (const Layout& l : {Layout{1.5, 384, 240, 128, 84}, Layout{1.5, 480, 320, 160, 112}}) {
+            SCOPED_TRACE(testing::Message() << inFrame.strength << " in " << l.width);
+            const Focus f = inFrame.In(l);
+            const double cx = static_cast<double>(f.x) / l.width;
+            const double cy = static_cast<double>(f.y) / l.height;
+            const double r =
+                std::max(0.1, std::hypot(static_cast<double>(f.edgeX) / l.width - cx,
+                                         static_cast<double>(f.edgeY) / l.height - cy));
+            const auto actual = Draw<GEShaderDoF>(image, l, [&](GEShader& effect) {
                 EXPECT_EQ(effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F), 0);
-                EXPECT_EQ(effect.SetParam(0, c.strength, 0, 0, 0), 0);
-                EXPECT_EQ(effect.SetParam(1, c.x * width / 384, c.y * height / 240,
-                                          c.edgeX * width / 384, c.edgeY * height / 240),
-                          0);
-                EXPECT_EQ(effect.SetParam(2, 1, 1, 1, 1), 0);
+                f.Set(effect);
+            });
+            const auto distance = [=](double s, double t) {
+                return std::hypot(s - cx, (t - cy) / kRatio);
             };
-        };
-        const auto model = [&](const Layout& layout, double mapped, double mappedY) {
-            const double cx = std::trunc(c.x * mapped) / (384 * mapped);
-            const double cy = std::trunc(c.y * mappedY) / (240 * mappedY);
-            const double ex = std::trunc(c.edgeX * mapped) / (384 * mapped);
-            const double ey = std::trunc(c.edgeY * mappedY) / (240 * mappedY);
-            const double r = std::max(0.1, std::hypot(ex - cx, ey - cy));
-            return FocusModel(
-                Blurred(image, layout, c.strength), r - 0.075, r + 0.075, MixWeight(c.strength),
-                [=](double s, double t) { return std::hypot(s - cx, (t - cy) / (384.0 / 240.0)); });
-        };
-        ExpectAgrees(Preview<GEShaderDoF>(image, prepareFor(384, 240)),
-                     ApplyModel(image, model({1.5, 384, 240, 384, 240, 128, 84}, 1.0, 1.0)));
-        ExpectAgrees(Capture<GEShaderDoF>(image, 480, 320, prepareFor(480, 320)),
-                     ApplyModel(image, model({1.5, 384, 240, 480, 320, 160, 112}, 480 / 384.0,
-                                             320 / 240.0)));
+            ExpectAgrees(actual, ApplyModel(image, FocusModel(image, l, f.strength, r - 0.075,
+                                                              r + 0.075, distance)));
+        }
     }
 }
 
 TEST_F(BlurEffects, TiltShiftKeepsABandOfAnySlopeInPreviewsAndALevelOneInCaptures) {
     const CaptureImage image = Scene(384, 240);
-    const double ratio = 384.0 / 240.0;
-    int turn = 0;
-    for (const FocusCase& c : kFocusCases) {
-        const float angle =
-            std::array{0.0F, 30.0F, 90.0F, -60.0F}[static_cast<unsigned>(turn++ % 4)];
-        SCOPED_TRACE(std::to_string(c.strength) + " at " + std::to_string(angle));
+    const Layout preview = {1.0, 384, 240, 153, 96, true};
+    // Blocks large enough for the picture and the overlap that the kernel needs.
+    const Layout capture = {1.0, 448, 280, 179, 112, true};
+    std::size_t turn = 0;
+    for (const Focus& inFrame : kFocuses) {
+        const float angle = std::array{0.0F, 30.0F, 90.0F, -60.0F}[turn++ % 4];
+        const float usable = angle == 90.0F ? 89.99F : angle;
         setTiltShiftAngle(angle);
-        const double dx = std::abs(c.edgeX - c.x) / 384.0;
-        const double dy = std::abs(c.edgeY - c.y) / 240.0;
-        const double r = std::max(0.1, std::hypot(dx, dy)) - (1.0 - ratio) * dx;
-        const double from = (r - 0.075) * (r - 0.075);
-        const double to = (r + 0.075) * (r + 0.075);
-        const double slope =
-            std::tan((angle == 90.0F ? 89.99 : static_cast<double>(angle)) * 3.1415926 / 180);
-        const auto prepare = [&c](GEShader& effect) {
-            EXPECT_EQ(effect.SetCrop(0.25F, 0.25F, 0.5F, 0.5F), 1) << "shows all the same";
-            EXPECT_EQ(effect.SetParam(0, c.strength, 0, 0, 0), 0);
-            EXPECT_EQ(effect.SetParam(1, c.x, c.y, c.edgeX, c.edgeY), 0);
-        };
-        const Layout preview = {1.0, 384, 240, 384, 240, 153, 96};
-        ExpectAgrees(Preview<GEShaderTS>(image, prepare),
-                     ApplyModel(image, FocusModel(Blurred(image, preview, c.strength), from, to,
-                                                  MixWeight(c.strength), [&](double s, double t) {
-                                                      return std::abs(slope * (s - c.x / 384.0) +
-                                                                      t - c.y / 240.0) /
-                                                             std::hypot(slope, 1.0);
-                                                  })));
-        EXPECT_EQ(tiltShiftAngle(), angle == 90.0F ? 89.99F : angle);
-        // Blocks large enough for the picture and the overlap that the kernel needs.
-        const CaptureImage still = Capture<GEShaderTS>(image, 448, 280, [&](GEShader& effect) {
-            effect.SetParam(0, c.strength, 0, 0, 0);
-            effect.SetParam(1, c.x * 448 / 384, c.y * 280 / 240, c.edgeX * 448 / 384,
-                            c.edgeY * 280 / 240);
-        });
-        const int x = c.x * 448 / 384;
-        const int y = c.y * 280 / 240;
-        const double sdx = std::abs(c.edgeX * 448 / 384 - x) / 448.0;
-        const double sdy = std::abs(c.edgeY * 280 / 240 - y) / 280.0;
-        const double sr = std::max(0.1, std::hypot(sdx, sdy)) - (1.0 - ratio) * sdx;
-        // The whole texture is blurred; of it the picture's part is shown.
-        const std::vector<Tap> taps = Taps(c.strength);
-        const TextureModel across =
-            Pass(TextureModel(image), 179, 112, 448 / 384.0, 280 / 240.0, 1.0 / 448, 0.0, taps);
-        const TextureModel both = Pass(across, 179, 112, 1.0, 1.0, 0.0, 240.0 / 280 / 280, taps);
-        ExpectAgrees(
-            still, ApplyModel(image, FocusModel(
-                                         both, (sr - 0.075) * (sr - 0.075),
-                                         (sr + 0.075) * (sr + 0.075), MixWeight(c.strength),
-                                         [&](double, double t) { return std::abs(t - y / 280.0); },
-                                         384 / 448.0, 240 / 280.0)));
+        for (const Layout& l : {preview, capture}) {
+            SCOPED_TRACE(testing::Message()
+                         << inFrame.strength << " at " << angle << " in " << l.width);
+            const Focus f = inFrame.In(l);
+            const double dx = std::abs(f.edgeX - f.x) / static_cast<double>(l.width);
+            const double dy = std::abs(f.edgeY - f.y) / static_cast<double>(l.height);
+            const double r = std::max(0.1, std::hypot(dx, dy)) - (1.0 - kRatio) * dx;
+            const double slope =
+                l.width == 384 ? std::tan(static_cast<double>(usable) * 3.1415926 / 180) : 0.0;
+            const auto actual = Draw<GEShaderTS>(image, l, [&](GEShader& effect) {
+                if (l.width == 384) {
+                    EXPECT_EQ(effect.SetCrop(0.25F, 0.25F, 0.5F, 0.5F), 1) << "shows all the same";
+                }
+                f.Set(effect);
+            });
+            const auto distance = [=](double s, double t) {
+                return std::abs(slope * (s - static_cast<double>(f.x) / l.width) + t -
+                                static_cast<double>(f.y) / l.height) /
+                       std::hypot(slope, 1.0);
+            };
+            ExpectAgrees(
+                actual,
+                ApplyModel(image, FocusModel(image, l, f.strength, (r - 0.075) * (r - 0.075),
+                                             (r + 0.075) * (r + 0.075), distance)));
+            EXPECT_EQ(tiltShiftAngle(), usable);
+        }
     }
-    setTiltShiftAngle(180.0F);
-    Preview<GEShaderTS>(image, [](GEShader&) {});
-    EXPECT_EQ(tiltShiftAngle(), 179.99F);
-    setTiltShiftAngle(std::nanf(""));
-    EXPECT_EQ(tiltShiftAngle(), 179.99F);
+    for (const float unusable : {180.0F, std::nanf("")}) {
+        setTiltShiftAngle(unusable);
+        Preview<GEShaderTS>(image);
+        EXPECT_EQ(tiltShiftAngle(), 179.99F) << unusable;
+    }
 
     // The widest picture in the narrowest blocks: overlaps leave nothing of them.
     Source source(image, 2, 64);
@@ -249,119 +229,85 @@ PixelEffect SketchModel(const CaptureImage& image, const Layout& layout, bool co
 
 template <typename Effect>
 void ExpectSketches(bool color) {
-    const CaptureImage image = Scene(384, 240);
-    const auto prepare = [](GEShader& effect) {
-        EXPECT_EQ(effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F), 0);
-        EXPECT_EQ(effect.SetParam(0, 50, 0, 0, 0), 0);
-    };
-    // A pixel at a threshold may go either way.
-    EXPECT_LE(ShareApart(
-                  Preview<Effect>(image, prepare),
-                  ApplyModel(image, SketchModel(image, {2.0, 384, 240, 384, 240, 128, 79}, color))),
-              0.01);
-    EXPECT_LE(ShareApart(Capture<Effect>(image, 544, 384, prepare),
-                         ApplyModel(image, SketchModel(image, {2.0, 384, 240, 544, 384, 181, 127},
-                                                       color))),
-              0.01);
-    CaptureImage flat(64, 64);
-    flat.FillFlat(150, 140, 120);
-    const CaptureImage paper = Preview<Effect>(flat, [](GEShader&) {});
-    const double step = std::floor(150 / 255.0 * 8.0 + 0.5) / 8.0 * 0.8 + 0.2;
-    for (int x = 0; x < 64; ++x) EXPECT_NEAR(paper.luma(x, 9), step * 255, 2) << "no line";
-    EXPECT_NEAR(paper.chroma(9, 9, 0), color ? 140 : 128, 2);
+    // No line on the second.
+    for (const CaptureImage& image :
+         {Scene(384, 240), CaptureImage::Flat(384, 240, 150, 140, 120)}) {
+        for (const Layout& l : {Layout{2.0, 384, 240, 128, 79}, Layout{2.0, 544, 384, 181, 127}}) {
+            SCOPED_TRACE(testing::Message()
+                         << (color ? "color-sketch in " : "sketch in ") << l.width);
+            const auto actual = Draw<Effect>(image, l, [](GEShader& effect) {
+                EXPECT_EQ(effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F), 0);
+                EXPECT_EQ(effect.SetParam(0, 50, 0, 0, 0), 0);
+            });
+            // A pixel at a threshold may go either way.
+            EXPECT_LE(ShareApart(actual, ApplyModel(image, SketchModel(image, l, color))), 0.01);
+        }
+    }
 }
 
-TEST_F(BlurEffects, SketchDrawsLinesOnGreys) {
+TEST_F(BlurEffects, SketchesDrawLinesOnGreysOrColours) {
     ExpectSketches<GEShaderSketch>(false);
-}
-
-TEST_F(BlurEffects, ColorSketchDrawsLinesOnColours) {
     ExpectSketches<GEShaderColorSketch>(true);
 }
 
 TEST_F(BlurEffects, ACropStaysWithTheClassUntilTheNextOne) {
     const CaptureImage image = Scene(192, 128);
-    const auto shown = [&](bool whole) {
-        return Preview<GEShaderSketch>(image,
-                                       [=](GEShader& effect) {
-                                           if (whole) effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F);
-                                       })
-            .bytes();
+    const auto shown = [&image](const Prepare& prepare) {
+        return Preview<GEShaderSketch>(image, prepare).bytes();
     };
-    const auto all = shown(true);
-    Preview<GEShaderSketch>(image, [](GEShader& e) { e.SetCrop(0.5F, 0.0F, 0.5F, 0.5F); });
-    EXPECT_NE(shown(false), all);
-    EXPECT_EQ(shown(true), all);
-    EXPECT_EQ(shown(false), all);
+    const Prepare whole = [](GEShader& effect) { effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F); };
+    const auto all = shown(whole);
+    shown([](GEShader& effect) { effect.SetCrop(0.5F, 0.0F, 0.5F, 0.5F); });
+    EXPECT_NE(shown({}), all);
+    EXPECT_EQ(shown(whole), all);
+    EXPECT_EQ(shown({}), all);
 }
 
-// Mean step of the luma from each of these columns (rows) to the next.
-double MeanStep(const CaptureImage& image, const std::vector<int>& places, bool columns) {
-    double sum = 0.0;
+// How much larger the luma's steps are across the borders of blocks of this size than a pixel
+// beside them.
+double SeamRatio(const CaptureImage& image, int block, bool columns) {
+    const int side = columns ? image.width() : image.height();
     const int length = columns ? image.height() : image.width();
-    for (const int place : places) {
+    double at = 0.0;
+    double beside = 0.0;
+    for (int border = block; border < side - 2; border += block) {
         for (int i = 0; i < length; ++i) {
-            const int a = columns ? image.luma(place - 1, i) : image.luma(i, place - 1);
-            const int b = columns ? image.luma(place, i) : image.luma(i, place);
-            sum += std::abs(b - a);
+            const auto step = [&](int to) {
+                return std::abs(columns ? image.luma(to, i) - image.luma(to - 1, i)
+                                        : image.luma(i, to) - image.luma(i, to - 1));
+            };
+            at += step(border);
+            beside += (step(border - 1) + step(border + 1)) / 2.0;
         }
     }
-    return sum / static_cast<double>(places.size() * static_cast<std::size_t>(length));
-}
-
-// How much larger the luma's step is across the blocks' borders than a pixel beside them.
-template <typename Effect>
-std::array<double, 2> SeamRatios(const CaptureImage& image, int blockWidth, int blockHeight,
-                                 int stepX, int stepY) {
-    const CaptureImage result =
-        Capture<Effect>(image, blockWidth, blockHeight, [&](GEShader& effect) {
-            effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F);
-            effect.SetParam(0, 100, 0, 0, 0);
-            effect.SetParam(1, blockWidth / 2, blockHeight / 2, blockWidth * 3 / 4,
-                            blockHeight / 2);
-        });
-    const auto ratio = [&](int step, int side, bool columns) {
-        std::vector<int> at;
-        std::vector<int> beside;
-        for (int place = step; place < side - 2; place += step) {
-            at.push_back(place);
-            beside.push_back(place - 1);
-            beside.push_back(place + 1);
-        }
-        return MeanStep(result, at, columns) / MeanStep(result, beside, columns);
-    };
-    return {ratio(stepX, image.width(), true), ratio(stepY, image.height(), false)};
+    return at / beside;
 }
 
 // Blocks of a little more than a third of the picture, as the command chooses them. The blurred
 // picture's outermost half texel is as flat as its edge, so where all is blurred the whole of a
 // texel's step comes at the border: less than one level here, against two beside it.
 TEST_F(BlurEffects, BlocksOfAThirdJoinWithoutVisibleSeams) {
-    CaptureImage image(2000, 1500);
-    image.FillScene(8);
-    constexpr int kWidth = 800;
-    constexpr int kHeight = 600;
-    const int halfX = 14;  // five steps of 2000 / 800 pixels, even
-    const int halfY = 13;
+    const CaptureImage image = Scene(2000, 1500);
     const struct {
-        const char* effect;
-        std::array<double, 2> ratios;
+        const char* name;
+        std::unique_ptr<GEShader> effect;
+        int lostX, lostY;  // of a block's sides, to margins or overlaps
         double most;
     } rows[] = {
-        {"dof", SeamRatios<GEShaderDoF>(image, kWidth, kHeight, kWidth - 64, kHeight - 64), 1.5},
-        {"tilt-shift",
-         SeamRatios<GEShaderTS>(image, kWidth, kHeight, kWidth - 2 * halfX, kHeight - 2 * halfY),
-         1.1},
-        {"sketch", SeamRatios<GEShaderSketch>(image, kWidth, kHeight, kWidth - 128, kHeight - 128),
-         1.1},
-        {"color-sketch",
-         SeamRatios<GEShaderColorSketch>(image, kWidth, kHeight, kWidth - 128, kHeight - 128), 1.1},
+        {"dof", std::make_unique<GEShaderDoF>(), 64, 64, 1.5},
+        // Five steps of 2000 / 800 pixels, even; of 1500 / 600.
+        {"tilt-shift", std::make_unique<GEShaderTS>(), 2 * 14, 2 * 13, 1.1},
+        {"sketch", std::make_unique<GEShaderSketch>(), 128, 128, 1.1},
+        {"color-sketch", std::make_unique<GEShaderColorSketch>(), 128, 128, 1.1},
     };
     for (const auto& row : rows) {
-        EXPECT_LT(row.ratios[0], row.most) << row.effect;
-        EXPECT_LT(row.ratios[1], row.most) << row.effect;
-        RecordProperty(std::string(row.effect) + " columns", std::to_string(row.ratios[0]));
-        RecordProperty(std::string(row.effect) + " rows", std::to_string(row.ratios[1]));
+        const CaptureImage result = Capture(*row.effect, image, 800, 600, [](GEShader& effect) {
+            effect.SetCrop(0.0F, 0.0F, 1.0F, 1.0F);
+            effect.SetParam(0, 100, 0, 0, 0);
+            effect.SetParam(1, 400, 300, 600, 300);
+        });
+        EXPECT_LT(SeamRatio(result, 800 - row.lostX, true), row.most) << row.name;
+        EXPECT_LT(SeamRatio(result, 600 - row.lostY, false), row.most) << row.name;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -158,37 +159,37 @@ TEST_F(EveryEffect, LogsTheLocationsOfItsPrograms) {
         " UNIFORM_TINT";
     const char* const mask =
         " SAMPLER_INPUT_TEX SAMPLER_TEX_MASK SAMPLER_TEX_CONTRAST UNIFORM_CLIP UNIFORM_CONTROL";
-    const std::pair<int, const char*> cases[] = {
-        {1, curve},
-        {2,
+    const std::tuple<int, const char*, const char*> cases[] = {
+        {1, "GEShaderVintage", curve},
+        {2, "GEShaderDoF",
          " SAMPLER_INPUT_TEX UNIFORM_GAUSSIAN_KERNEL UNIFORM_PIXEL_SHIFT SAMPLER_BLUR_TEX"
          " SAMPLER_CLEAR_TEX UNIFORM_CENTER UNIFORM_DIST_SQUARE UNIFORM_WH_RATIO_SQ"
          " UNIFORM_MIX_WEIGHT SAMPLER_MAT_YUV2RGB ATTRIB_GLOBAL_TEX_COORD"},
-        {4, " SAMPLER_INPUT_TEX UNIFORM_CENTER UNIFORM_RADIUS UNIFORM_SCREENRATIO"},
-        {6, curve},
-        {8, input},
-        {9, input},
-        {10, " SAMPLER_INPUT_TEX SAMPLER_CURVE UNIFORM_LOC_TEXELSIZE UNIFORM_LOC_CONTROLLER"},
-        {11, ramp},
-        {12, ramp},
-        {13, mask},
-        {14, mask},
-        {3, input},
+        {4, "GEShaderVignette",
+         " SAMPLER_INPUT_TEX UNIFORM_CENTER UNIFORM_RADIUS UNIFORM_SCREENRATIO"},
+        {6, "GEShaderContrast", curve},
+        {8, "GEShaderMirror", input},
+        {9, "GEShaderBloom", input},
+        {10, "GEShaderWhiteboard",
+         " SAMPLER_INPUT_TEX SAMPLER_CURVE UNIFORM_LOC_TEXELSIZE UNIFORM_LOC_CONTROLLER"},
+        {11, "GEShaderStylizeMaple", ramp},
+        {12, "GEShaderStylizeNash", ramp},
+        {13, "GEShaderTwoToneMaskV", mask},
+        {14, "GEShaderTwoToneMaskH", mask},
+        {3, "GEShaderFisheye", input},
     };
     SetDrawingWay(DrawingWay::kForGPU);
     CaptureImage image(64, 32);
     Source source(image, 64, 32);
-    for (const auto& [number, names] : cases) {
+    for (const auto& [number, tag, names] : cases) {
         const std::unique_ptr<GEShader> shader(CreateEffect(static_cast<unsigned>(number)));
         const testing_support::LogCapture log;
         // Fisheye loads its program with the capture.
         ASSERT_TRUE(InitEffect(*shader, source, number != 3));
         std::string logged;
-        for (const auto& line : log.lines()) {
-            const std::size_t end = line.text.find(' ', 7);
-            const bool isLocation =
-                line.text.rfind("[Load] ", 0) == 0 && std::isupper(line.text[7]);
-            if (isLocation && line.tag != "GEShader") logged += " " + line.text.substr(7, end - 7);
+        for (const std::string& line : log.texts(tag)) {
+            const bool isLocation = line.rfind("[Load] ", 0) == 0 && std::isupper(line[7]);
+            if (isLocation) logged.append(" ").append(line, 7, line.find(' ', 7) - 7);
         }
         EXPECT_EQ(logged, names) << kEffects[static_cast<std::size_t>(number)].nick;
     }

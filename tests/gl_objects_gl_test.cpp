@@ -1,47 +1,26 @@
 // Textures, framebuffers and programs on a real context.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
 #include <memory>
 
 #include "effects/Bypass.h"
-#include "engine/GEManager.h"
-#include "gl/DebugOutput.h"
 #include "gl/GECommon.h"
 #include "gl/GLFbo.h"
 #include "gl/GLTexture.h"
-#include "gl/KeptPrograms.h"
-#include "platform/Extensions.h"
 #include "tests/support/GLObjectCount.h"
+#include "tests/support/GLTest.h"
 #include "tests/support/LogCapture.h"
 
 namespace {
 
+using namespace testing_support;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing_support::LiveGLObjects;
-using testing_support::LogCapture;
 
-// A context, and the proof that nothing is left of a test.
-class GLObjects : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
-        m_before = LiveGLObjects();
-        DrainGLErrors();
-    }
-    void TearDown() override {
-        EXPECT_EQ(LiveGLObjects(), m_before);
-        DrainGLErrors();
-    }
-
-    GEManager m_manager;
-    int m_before = 0;
-};
+using GLObjects = GLTest;
 
 std::unique_ptr<GLTexture> Streaming(unsigned format, unsigned type, unsigned w, unsigned h) {
     auto texture = std::make_unique<GLTexture>();
@@ -239,66 +218,6 @@ TEST_F(GLObjects, ProgramsCheckTheirSlotsAndLocations) {
     EXPECT_FALSE(program.LocIsValid("m_nVerCoordLoc", -1));
     EXPECT_THAT(log.errors(), ElementsAre("[SetTextures] nIdx 8 must < 8",
                                           "[LocIsValid] invalid m_nVerCoordLoc == -1"));
-}
-
-class TemporaryFile {
-  public:
-    explicit TemporaryFile(const std::string& content = {}) {
-        const int fd = mkstemp(m_path);
-        EXPECT_EQ(write(fd, content.data(), content.size()), static_cast<ssize_t>(content.size()));
-        close(fd);
-    }
-    ~TemporaryFile() { unlink(m_path); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const char* path() const { return m_path; }
-
-  private:
-    char m_path[32] = "/tmp/posteffect-XXXXXX";
-};
-
-TEST_F(GLObjects, ProgramBinariesComeBackAndForeignFilesAreRefused) {
-    const LogCapture log;
-    const TemporaryFile file;
-    {
-        TextProgram program(kGoodVertex, kGoodFragment);
-        EXPECT_FALSE(program.SaveBinary(file.path())) << "nothing is linked yet";
-        ASSERT_TRUE(program.Load());
-        GLint formats = 0;
-        glGetIntegerv(GL_NUM_PROGRAM_BINARY_FORMATS_OES, &formats);
-        if (formats > 0) {
-            ASSERT_TRUE(program.SaveBinary(file.path()));
-            TextProgram restored(nullptr, nullptr);
-            EXPECT_TRUE(restored.LoadBinary(file.path()));
-            EXPECT_TRUE(restored.Use());
-            glUseProgram(0);
-        }
-    }
-    TextProgram program(kGoodVertex, kGoodFragment);
-    EXPECT_FALSE(program.LoadBinary("/nonexistent/program"));
-    EXPECT_EQ(log.errors().back(),
-              "[LoadBinary] can't open binary shader file /nonexistent/program");
-    const TemporaryFile threeBytes("abc");
-    EXPECT_FALSE(program.LoadBinary(threeBytes.path()));
-    EXPECT_EQ(log.errors().back(), "[LoadBinary] invalid shader length");
-    for (const std::string& content : {std::string("abcd"), std::string(300, 'x')}) {
-        const TemporaryFile foreign(content);
-        EXPECT_FALSE(program.LoadBinary(foreign.path()));
-        EXPECT_EQ(log.errors().back(), "[LoadBinary] can't load binary shader");
-        EXPECT_TRUE(CheckGLError("after", "a foreign binary"));
-    }
-    {
-        // Two users of one kept program: a file replaces the program of the one that asked for it.
-        GLProgBypass first;
-        GLProgBypass second;
-        ASSERT_TRUE(first.Load() && second.Load());
-        glUseProgram(0);
-        EXPECT_FALSE(second.LoadBinary(TemporaryFile(std::string(300, 'x')).path()));
-        EXPECT_TRUE(first.Use());
-        EXPECT_TRUE(GLProgBypass().Load());
-        glUseProgram(0);
-    }
-    DeleteKeptPrograms(eglGetCurrentContext());
 }
 
 // The base's own operations, reached through an effect.

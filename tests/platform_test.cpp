@@ -14,39 +14,22 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
+#include <utility>
 
 #include "gl/Log.h"
 #include "platform/DevicePath.h"
 #include "tests/support/GuardedBuffer.h"
 #include "tests/support/ProcessState.h"
+#include "tests/support/SystemRoot.h"
+#include "tests/support/Variable.h"
 
 namespace {
 
-using testing_support::ReadProcessState;
-
-class Variable {
-  public:
-    Variable(const char* name, const std::string& value) : m_name(name) {
-        setenv(name, value.c_str(), 1);
-    }
-    ~Variable() { unsetenv(m_name); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-
-  private:
-    const char* m_name;
-};
+using namespace testing_support;
 
 TEST(DevicePath, LiesBelowTheGivenRootAndCannotLeaveIt) {
-    char folder[] = "/tmp/posteffect-root-XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    const std::string root = folder;
-    const Variable variable("POSTEFFECT_SYSROOT", root);
-    const struct {
-        const char* path;
-        const char* below;
-    } cases[] = {
+    const SystemRoot root;
+    const std::pair<const char*, const char*> cases[] = {
         {"/system/media/GPU/a.bmp", "/system/media/GPU/a.bmp"},
         {"/data/../../../etc/passwd", "/etc/passwd"},
         {"/data/./x//y/../z", "/data/x/z"},
@@ -54,33 +37,29 @@ TEST(DevicePath, LiesBelowTheGivenRootAndCannotLeaveIt) {
         {"/", "/"},
         {"", "/"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(platform::ResolveDevicePath(c.path), root + c.below) << c.path;
+    for (const auto& [path, below] : cases) {
+        EXPECT_EQ(platform::ResolveDevicePath(path), root.path(below)) << path;
     }
-    std::filesystem::create_directories(root + "/data");
     std::FILE* file = platform::OpenDeviceFile("/data/dump.bmp", "wb");
     ASSERT_NE(file, nullptr);
     std::fclose(file);
-    EXPECT_TRUE(std::filesystem::exists(root + "/data/dump.bmp"));
+    EXPECT_TRUE(std::filesystem::exists(root.path("/data/dump.bmp")));
     EXPECT_EQ(platform::OpenDeviceFile("/system/none.bmp", "rb"), nullptr);
     EXPECT_EQ(platform::OpenDevice("/dev/graphics/fb0", 0), -1);
-    std::filesystem::remove_all(root);
 }
 
 TEST(DevicePath, IsTakenAsItStandsWhereThereIsNoRoot) {
     unsetenv("POSTEFFECT_SYSROOT");
-    EXPECT_EQ(platform::ResolveDevicePath("/etc/passwd"), "/etc/passwd");
-    EXPECT_EQ(platform::ResolveDevicePath("/data/none-such"), "/data/none-such");
+    for (const char* path : {"/etc/passwd", "/data/none-such"}) {
+        EXPECT_EQ(platform::ResolveDevicePath(path), path);
+    }
 }
 
 TEST(Log, LevelsComeFromTheEnvironmentForAllTagsOrForOne) {
     constexpr unsigned kError = 0x10;
     constexpr unsigned kInfo = 0x14;
     constexpr unsigned kDebug = 0x16;
-    const struct {
-        const char* levels;
-        unsigned wanted;
-    } cases[] = {
+    const std::pair<const char*, unsigned> cases[] = {
         {"", kError},
         {"error", kError},
         {"none", 0},
@@ -95,14 +74,15 @@ TEST(Log, LevelsComeFromTheEnvironmentForAllTagsOrForOne) {
         {"GLTexture=debug,GLTexture=info", kInfo},
         {",,=,GLTexture=", kError},
     };
-    for (const auto& c : cases) {
-        const Variable variable("POSTEFFECT_LOG", c.levels);
+    for (const auto& [levels, wanted] : cases) {
+        SCOPED_TRACE(levels);
+        const Variable variable("POSTEFFECT_LOG", levels);
         unsigned mask = 0x80;
         __kelplog_init_mask("GLTexture", ~0U, &mask);
-        EXPECT_EQ(mask, c.wanted) << c.levels;
+        EXPECT_EQ(mask, wanted);
         LogTag tag("GLTexture");
-        EXPECT_EQ(tag.wants(LogTag::kDebug), (c.wanted & 0x2) != 0);
-        EXPECT_EQ(tag.wants(LogTag::kError), (c.wanted & kError) != 0);
+        EXPECT_EQ(tag.wants(LogTag::kDebug), (wanted & 0x2) != 0);
+        EXPECT_EQ(tag.wants(LogTag::kError), (wanted & kError) != 0);
     }
     unsigned mask = 0;
     __kelplog_init_mask("GLTexture", 0, &mask);
@@ -198,10 +178,9 @@ TEST(Memory, GoesWithTheLastReferenceWhicheverSideHoldsIt) {
 
 // Without the guard, every test that relies on it would pass over any stray access.
 TEST(GuardedBufferDeathTest, EndsTheProcessAtTheFirstByteOutside) {
-    using testing_support::Guard;
-    for (const std::size_t size : {std::size_t{1}, std::size_t{4096}, std::size_t{5000}}) {
-        testing_support::GuardedBuffer behind(size);
-        testing_support::GuardedBuffer before(size, Guard::kBefore);
+    for (const std::size_t size : {1U, 4096U, 5000U}) {
+        GuardedBuffer behind(size);
+        GuardedBuffer before(size, Guard::kBefore);
         for (auto* buffer : {&behind, &before}) {
             buffer->data()[0] = 1;
             buffer->data()[size - 1] = 1;

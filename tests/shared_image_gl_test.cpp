@@ -20,12 +20,13 @@
 #include "gl/GLTexture.h"
 #include "platform/Display.h"
 #include "platform/Extensions.h"
-#include "tests/support/GLObjectCount.h"
+#include "tests/support/GLTest.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Variable.h"
 
 namespace {
 
-using testing_support::LiveGLObjects;
+using namespace testing_support;
 
 LogTag gTestLog("Test");
 
@@ -88,10 +89,8 @@ TEST(Display, OffersPbuffersWhereThereAreNoWindows) {
 
 TEST(Display, IsOfTheKindThatTheEnvironmentNames) {
     const auto displayFor = [](const char* kind) {
-        setenv("POSTEFFECT_EGL", kind, 1);
-        const EGLDisplay display = platform::GetDisplay();
-        unsetenv("POSTEFFECT_EGL");
-        return display;
+        const Variable variable("POSTEFFECT_EGL", kind);
+        return platform::GetDisplay();
     };
     const EGLDisplay surfaceless = displayFor("surfaceless");
     EXPECT_NE(surfaceless, EGL_NO_DISPLAY);
@@ -99,25 +98,12 @@ TEST(Display, IsOfTheKindThatTheEnvironmentNames) {
     const EGLDisplay device = displayFor("device");
     EXPECT_NE(device, EGL_NO_DISPLAY);
     EXPECT_NE(device, surfaceless);
-    const testing_support::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(displayFor("sufraceless"), EGL_NO_DISPLAY);
     EXPECT_THAT(log.errors(), testing::ElementsAre(testing::HasSubstr("\"sufraceless\"")));
 }
 
-class SharedImage : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "no EGL on this machine";
-        m_before = LiveGLObjects();
-    }
-    void TearDown() override {
-        EXPECT_TRUE(CheckGLError("TearDown", "a test"));
-        EXPECT_EQ(LiveGLObjects(), m_before);
-    }
-
-    GEManager m_manager;
-    int m_before = 0;
-};
+using SharedImage = GLTest;
 
 android::sp<android::GraphicBuffer> Buffer(unsigned width, unsigned height, int format) {
     android::sp<android::GraphicBuffer> buffer(
@@ -143,16 +129,31 @@ std::vector<unsigned char> OnGpu(GLuint texture, int width, int height) {
     return pixels;
 }
 
+// Red, or white.
+void Paint(GLuint texture, float greenAndBlue) {
+    GLFbo fbo;
+    ASSERT_TRUE(fbo.Init());
+    ASSERT_TRUE(fbo.SetColorAttachment(GL_TEXTURE_2D, texture));
+    fbo.Bind();
+    glClearColor(1.0F, greenAndBlue, greenAndBlue, 1.0F);
+    glClear(GL_COLOR_BUFFER_BIT);
+}
+
+void Fill(const android::sp<android::GraphicBuffer>& buffer, unsigned char value) {
+    std::fill_n(Pixels(buffer), buffer->getNativeBuffer()->handle->size, value);
+    EXPECT_EQ(CleanCache(gTestLog, buffer.get()), 1);
+}
+
 TEST_F(SharedImage, BringsWhatTheCpuWroteToTheTextureAndWhatTheGpuDrewToTheBuffer) {
     const struct {
         int format;
         unsigned glType;
         unsigned glFormat;
-        std::vector<unsigned char> white, red;  // one pixel in memory
+        std::vector<unsigned char> red;  // one pixel in memory
     } cases[] = {
-        {1, GL_UNSIGNED_BYTE, GL_RGBA, {255, 255, 255, 255}, {255, 0, 0, 255}},
-        {3, GL_UNSIGNED_BYTE, GL_RGB, {255, 255, 255}, {255, 0, 0}},
-        {4, GL_UNSIGNED_SHORT_5_6_5, GL_RGB, {255, 255}, {0, 0xF8}},
+        {1, GL_UNSIGNED_BYTE, GL_RGBA, {255, 0, 0, 255}},
+        {3, GL_UNSIGNED_BYTE, GL_RGB, {255, 0, 0}},
+        {4, GL_UNSIGNED_SHORT_5_6_5, GL_RGB, {0, 0xF8}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.format);
@@ -166,12 +167,7 @@ TEST_F(SharedImage, BringsWhatTheCpuWroteToTheTextureAndWhatTheGpuDrewToTheBuffe
         ASSERT_EQ(CleanCache(gTestLog, buffer.get()), 1);
         for (const unsigned char byte : OnGpu(texture.name(), 33, 5)) ASSERT_EQ(byte, 255);
 
-        GLFbo fbo;
-        ASSERT_TRUE(fbo.Init());
-        ASSERT_TRUE(fbo.SetColorAttachment(&texture));
-        fbo.Bind();
-        glClearColor(1.0F, 0.0F, 0.0F, 1.0F);
-        glClear(GL_COLOR_BUFFER_BIT);
+        Paint(texture.name(), 0.0F);
         EXPECT_EQ(Pixels(buffer)[0], 255) << "not before the cache operation";
         ASSERT_EQ(CleanCache(gTestLog, buffer.get()), 1);
         for (std::size_t i = 0; i < static_cast<std::size_t>(handle->size); ++i) {
@@ -224,18 +220,15 @@ TEST_F(SharedImage, SurvivesAnyOrderOfEndings) {
     a.reset();
     // A new buffer may take the old one's place in memory; it has no texture.
     const auto third = Buffer(32, 4, 1);
-    std::fill_n(Pixels(third), 32 * 4 * 4, static_cast<unsigned char>(200));
-    EXPECT_EQ(CleanCache(gTestLog, third.get()), 1);
+    Fill(third, 200);
     EXPECT_EQ(OnGpu(b->name(), 32, 4)[0], 0);
-    std::fill_n(Pixels(second), 32 * 4 * 4, static_cast<unsigned char>(50));
-    EXPECT_EQ(CleanCache(gTestLog, second.get()), 1);
+    Fill(second, 50);
     EXPECT_EQ(OnGpu(b->name(), 32, 4)[0], 50);
 }
 
-EGLImageKHR Image(const android::sp<android::GraphicBuffer>& buffer) {
-    return platform::ContextExtensions().eglCreateImageKHR(g_eglDisplay, EGL_NO_CONTEXT,
-                                                           EGL_NATIVE_BUFFER_ANDROID,
-                                                           buffer->getNativeBuffer(), nullptr);
+EGLImageKHR Image(ANativeWindowBuffer* buffer, EGLenum target = EGL_NATIVE_BUFFER_ANDROID) {
+    return platform::ContextExtensions().eglCreateImageKHR(g_eglDisplay, EGL_NO_CONTEXT, target,
+                                                           buffer, nullptr);
 }
 
 void BindImage(GLuint texture, EGLImageKHR image) {
@@ -246,39 +239,30 @@ void BindImage(GLuint texture, EGLImageKHR image) {
 TEST_F(SharedImage, FollowsTexturesThatChangeHands) {
     const auto first = Buffer(32, 4, 1);
     const auto second = Buffer(32, 4, 1);
-    const auto fill = [](const auto& buffer, unsigned char value) {
-        std::fill_n(Pixels(buffer), 32 * 4 * 4, value);
-        EXPECT_EQ(CleanCache(gTestLog, buffer.get()), 1);
-    };
-    std::array<EGLImageKHR, 3> images{Image(first), Image(second), Image(first)};
+    std::array<EGLImageKHR, 3> images{Image(first->getNativeBuffer()),
+                                      Image(second->getNativeBuffer()),
+                                      Image(first->getNativeBuffer())};
     std::array<GLuint, 2> textures{};
     glGenTextures(2, textures.data());
 
     BindImage(textures[0], images[0]);
     BindImage(textures[0], images[1]);
-    fill(second, 20);
-    fill(first, 10);
+    Fill(second, 20);
+    Fill(first, 10);
     EXPECT_EQ(OnGpu(textures[0], 32, 4)[0], 20) << "the first buffer has lost the texture";
 
     // Two textures of one buffer: what is drawn through one shows in the other.
     BindImage(textures[0], images[0]);
     BindImage(textures[1], images[2]);
     EXPECT_EQ(OnGpu(textures[1], 32, 4)[0], 10) << "the buffer's present content";
-    GLuint framebuffer = 0;
-    glGenFramebuffers(1, &framebuffer);
-    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, textures[1], 0);
-    platform::NoteColorAttachment(textures[1]);
-    glClearColor(1.0F, 1.0F, 1.0F, 1.0F);
-    glClear(GL_COLOR_BUFFER_BIT);
+    Paint(textures[1], 1.0F);
     EXPECT_EQ(CleanCache(gTestLog, first.get()), 1);
     EXPECT_EQ(Pixels(first)[0], 255);
     EXPECT_EQ(OnGpu(textures[0], 32, 4)[0], 255);
-    glDeleteFramebuffers(1, &framebuffer);
 
     // Textures that went before their images.
     glDeleteTextures(2, textures.data());
-    fill(first, 30);
+    Fill(first, 30);
     EXPECT_EQ(Pixels(first)[0], 30);
     EXPECT_FALSE(glIsTexture(textures[0]));
     for (EGLImageKHR image : images) {
@@ -290,12 +274,8 @@ TEST_F(SharedImage, FollowsTexturesThatChangeHands) {
 TEST_F(SharedImage, RefusesWhatIsNoBufferOrNoImage) {
     const platform::Extensions& extensions = platform::ContextExtensions();
     const auto buffer = Buffer(32, 4, 1);
-    EXPECT_EQ(extensions.eglCreateImageKHR(g_eglDisplay, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID,
-                                           nullptr, nullptr),
-              EGL_NO_IMAGE_KHR);
-    EXPECT_EQ(extensions.eglCreateImageKHR(g_eglDisplay, EGL_NO_CONTEXT, EGL_GL_TEXTURE_2D_KHR,
-                                           buffer->getNativeBuffer(), nullptr),
-              EGL_NO_IMAGE_KHR);
+    EXPECT_EQ(Image(nullptr), EGL_NO_IMAGE_KHR);
+    EXPECT_EQ(Image(buffer->getNativeBuffer(), EGL_GL_TEXTURE_2D_KHR), EGL_NO_IMAGE_KHR);
     // Memory shorter than the rows would let GL read and write beyond it.
     for (const auto& [stride, height, missing] :
          {std::tuple{32, 4, 1}, {33, 4, 0}, {32, 5, 0}, {0, 4, 0}, {-32, -4, 0}}) {
@@ -307,10 +287,7 @@ TEST_F(SharedImage, RefusesWhatIsNoBufferOrNoImage) {
         native.height = height;
         native.handle = &handle;
         handle.size -= missing;
-        EXPECT_EQ(extensions.eglCreateImageKHR(g_eglDisplay, EGL_NO_CONTEXT,
-                                               EGL_NATIVE_BUFFER_ANDROID, &native, nullptr),
-                  EGL_NO_IMAGE_KHR)
-            << stride << "x" << height;
+        EXPECT_EQ(Image(&native), EGL_NO_IMAGE_KHR) << stride << "x" << height;
     }
     int nothing = 0;
     EXPECT_FALSE(extensions.eglDestroyImageKHR(g_eglDisplay, &nothing));

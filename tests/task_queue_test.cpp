@@ -5,16 +5,16 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <future>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/support/LogCapture.h"
@@ -73,6 +73,18 @@ void Until(const std::function<bool()>& condition) {
     while (!condition()) std::this_thread::yield();
 }
 
+std::future<int> Aside(const std::function<int()>& call) {
+    return std::async(std::launch::async, call);
+}
+
+using Calls = std::vector<std::future<int>>;
+
+std::vector<int> Results(Calls calls) {
+    std::vector<int> results;
+    for (std::future<int>& call : calls) results.push_back(call.get());
+    return results;
+}
+
 // A queue whose worker runs a handler that tests can hold up.
 class Worker {
   public:
@@ -82,12 +94,12 @@ class Worker {
     }
 
     int start() { return queue.start(Entry, this); }
-    int stop() {
-        return queue.stop([] {});
-    }
+    int stop(const std::function<void()>& whenJoined = [] {}) { return queue.stop(whenJoined); }
     // Handler calls wait until Open.
-    void Close() { SetOpen(false); }
-    void Open() { SetOpen(true); }
+    void Close() { m_closed.lock(); }
+    void Open() {
+        if (m_closed.owns_lock()) m_closed.unlock();
+    }
     // A call of this kind, which the handler answers with kind * 10.
     int Call(int kind) {
         GPUTask* task = queue.getTask();
@@ -95,10 +107,26 @@ class Worker {
         return queue.runTask(task);
     }
     std::future<int> CallAside(int kind) {
-        return std::async(std::launch::async, [this, kind] { return Call(kind); });
+        return Aside([this, kind] { return Call(kind); });
     }
     void UntilCounted(int count) {
         Until([&] { return TaskQueuePeer::count(queue) == count; });
+    }
+    // A call of kind 1 that stays in the handler until Open.
+    std::future<int> Occupy() {
+        Close();
+        std::future<int> call = CallAside(1);
+        Until([&] { return handled() == std::vector<int>{1}; });
+        return call;
+    }
+    // Calls of kinds 2 and 3 that wait.
+    Calls Fill() {
+        Calls calls;
+        for (const int waiting : {1, 2}) {
+            calls.push_back(CallAside(waiting + 1));
+            UntilCounted(waiting);
+        }
+        return calls;
     }
     // Kinds that the handler has been called with.
     std::vector<int> handled() {
@@ -118,20 +146,17 @@ class Worker {
         return nullptr;
     }
     int Handle(int kind) {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_handled.push_back(kind);
-        m_changed.wait(lock, [this] { return m_open; });
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_handled.push_back(kind);
+        }
+        const std::lock_guard<std::mutex> gate(m_gate);
         return kind * 10;
     }
-    void SetOpen(bool open) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_open = open;
-        m_changed.notify_all();
-    }
 
+    std::mutex m_gate;
+    std::unique_lock<std::mutex> m_closed{m_gate, std::defer_lock};
     std::mutex m_mutex;
-    std::condition_variable m_changed;
-    bool m_open = true;
     std::vector<int> m_handled;
     std::atomic<int> m_ended{0};
 };
@@ -143,21 +168,11 @@ class TaskQueueTest : public testing::Test {
     ~TaskQueueTest() override { alarm(0); }
 };
 
-// Kind 1 in the handler until the worker is opened, 2 and 3 waiting.
-struct FullQueue {
-    explicit FullQueue(Worker& worker) {
-        worker.Close();
-        running = worker.CallAside(1);
-        Until([&] { return worker.handled() == std::vector<int>{1}; });
-        first = worker.CallAside(2);
-        worker.UntilCounted(1);
-        second = worker.CallAside(3);
-        worker.UntilCounted(2);
-    }
+class StartedQueue : public TaskQueueTest {
+  protected:
+    StartedQueue() { EXPECT_EQ(worker.start(), 0); }
 
-    std::future<int> running;
-    std::future<int> first;
-    std::future<int> second;
+    Worker worker;
 };
 
 TEST_F(TaskQueueTest, ADoubleStartMakesOneThreadAndAStopWithoutOneDoesNothing) {
@@ -182,54 +197,46 @@ TEST_F(TaskQueueTest, TasksPutBeforeTheStartAreRunByIt) {
     EXPECT_EQ(early.get(), 10);
 }
 
-TEST_F(TaskQueueTest, LetsTwoWaitRefusesTheThirdAndKeepsTheOrder) {
-    Worker worker;
-    ASSERT_EQ(worker.start(), 0);
+TEST_F(StartedQueue, LetsTwoWaitRefusesTheThirdAndKeepsTheOrder) {
     const LogCapture log;
-    FullQueue calls(worker);
+    std::future<int> running = worker.Occupy();
+    Calls waiting = worker.Fill();
     EXPECT_EQ(worker.Call(4), 99);
     EXPECT_TRUE(log.contains(kPut + "queue overflow."));
     worker.Open();
-    EXPECT_EQ(calls.running.get(), 10);
-    EXPECT_EQ(calls.first.get(), 20);
-    EXPECT_EQ(calls.second.get(), 30);
+    EXPECT_EQ(running.get(), 10);
+    EXPECT_EQ(Results(std::move(waiting)), (std::vector{20, 30}));
     EXPECT_EQ(worker.handled(), (std::vector<int>{1, 2, 3}));
 }
 
-TEST_F(TaskQueueTest, KeepsThreeIdleRecordsAndHandsOutTheLastUsedFirst) {
-    Worker worker;
-    ASSERT_EQ(worker.start(), 0);
-    std::vector<GPUTask*> records(4);
-    std::generate(records.begin(), records.end(), [&] { return worker.queue.getTask(); });
+TEST_F(StartedQueue, KeepsThreeIdleRecordsAndHandsOutTheLastUsedFirst) {
+    std::array<GPUTask*, 4> records{};
+    for (GPUTask*& record : records) record = worker.queue.getTask();
     const LogCapture log;
     const std::string overflow = kDestroyTask + "destroyTask pool overflow.";
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_FALSE(log.contains(overflow)) << i;
-        worker.queue.runTask(records[static_cast<std::size_t>(i)]);
+    for (GPUTask* record : records) {
+        EXPECT_FALSE(log.contains(overflow));
+        worker.queue.runTask(record);
     }
     EXPECT_TRUE(log.contains(overflow));
-    for (const int i : {2, 1, 0}) {
-        GPUTask* record = worker.queue.getTask();
-        EXPECT_EQ(record, records[static_cast<std::size_t>(i)]);
-        delete record;
+    for (const std::size_t i : {2U, 1U, 0U}) {
+        EXPECT_EQ(worker.queue.getTask(), records[i]);
+        delete records[i];
     }
 }
 
-TEST_F(TaskQueueTest, StopFinishesTheRunningTaskAndCancelsTheWaitingOnes) {
-    Worker worker;
-    ASSERT_EQ(worker.start(), 0);
+TEST_F(StartedQueue, StopFinishesTheRunningTaskAndCancelsTheWaitingOnes) {
     const LogCapture log;
-    FullQueue calls(worker);
+    std::future<int> running = worker.Occupy();
+    Calls waiting = worker.Fill();
     int endedWhenJoined = -1;
-    std::future<int> stop = std::async(std::launch::async, [&] {
-        return worker.queue.stop([&] { endedWhenJoined = worker.ended(); });
-    });
+    std::future<int> stop =
+        Aside([&] { return worker.stop([&] { endedWhenJoined = worker.ended(); }); });
     worker.UntilCounted(3);  // the token
     EXPECT_EQ(worker.Call(4), 1) << "put while stopping";
     worker.Open();
-    EXPECT_EQ(calls.running.get(), 10);
-    EXPECT_EQ(calls.first.get(), 1);
-    EXPECT_EQ(calls.second.get(), 1);
+    EXPECT_EQ(running.get(), 10);
+    EXPECT_EQ(Results(std::move(waiting)), (std::vector{1, 1}));
     EXPECT_EQ(stop.get(), 0);
     EXPECT_EQ(endedWhenJoined, 1);
     EXPECT_TRUE(log.contains(kGet + "cancel 2 tasks."));
@@ -243,13 +250,10 @@ TEST_F(TaskQueueTest, ASecondStopAndAStartWaitForTheStopThatIsUnderWay) {
         SCOPED_TRACE(starts ? "start" : "stop");
         Worker worker;
         ASSERT_EQ(worker.start(), 0);
-        worker.Close();
-        std::future<int> running = worker.CallAside(1);
-        Until([&] { return !worker.handled().empty(); });
-        std::future<int> stop = std::async(std::launch::async, [&] { return worker.stop(); });
+        std::future<int> running = worker.Occupy();
+        std::future<int> stop = Aside([&] { return worker.stop(); });
         worker.UntilCounted(1);
-        std::future<int> other =
-            std::async(std::launch::async, [&] { return starts ? worker.start() : worker.stop(); });
+        std::future<int> other = Aside([&] { return starts ? worker.start() : worker.stop(); });
         // It cannot come back before Open, however long that is put off.
         EXPECT_EQ(other.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
         worker.Open();
@@ -263,9 +267,7 @@ TEST_F(TaskQueueTest, ASecondStopAndAStartWaitForTheStopThatIsUnderWay) {
     }
 }
 
-TEST_F(TaskQueueTest, AnUnderflowEndsTheWorkerAndStopReleasesWhoWaits) {
-    Worker worker;
-    ASSERT_EQ(worker.start(), 0);
+TEST_F(StartedQueue, AnUnderflowEndsTheWorkerAndStopReleasesWhoWaits) {
     const LogCapture log;
     // A signal is lost while the worker has not begun to wait.
     Until([&] {
@@ -274,15 +276,11 @@ TEST_F(TaskQueueTest, AnUnderflowEndsTheWorkerAndStopReleasesWhoWaits) {
     });
     Until([&] { return worker.ended() == 1; });
     EXPECT_TRUE(log.contains(kGet + "queue underflow."));
-    std::future<int> first = worker.CallAside(1);
-    worker.UntilCounted(1);
-    std::future<int> second = worker.CallAside(2);
-    worker.UntilCounted(2);
-    EXPECT_EQ(worker.Call(3), 99);
+    Calls waiting = worker.Fill();
+    EXPECT_EQ(worker.Call(4), 99);
     EXPECT_EQ(worker.start(), 0) << "the old worker has not been joined yet";
     EXPECT_EQ(worker.stop(), 0);
-    EXPECT_EQ(first.get(), 1);
-    EXPECT_EQ(second.get(), 1);
+    EXPECT_EQ(Results(std::move(waiting)), (std::vector{1, 1}));
     EXPECT_EQ(worker.handled(), std::vector<int>{});
     ASSERT_EQ(worker.start(), 0);
     EXPECT_EQ(worker.Call(4), 40);
@@ -296,14 +294,11 @@ TEST_F(TaskQueueTest, AResultStoredBeforeItsCallerWaitsIsNotWaitedFor) {
     }
 }
 
-TEST_F(TaskQueueTest, SpuriousWakeUpsReleaseNoCaller) {
-    Worker worker;
-    ASSERT_EQ(worker.start(), 0);
+TEST_F(StartedQueue, SpuriousWakeUpsReleaseNoCaller) {
     worker.Close();
     GPUTask* task = worker.queue.getTask();
     task->kind = 7;
-    std::future<int> call =
-        std::async(std::launch::async, [&] { return worker.queue.runTask(task); });
+    std::future<int> call = Aside([&] { return worker.queue.runTask(task); });
     Until([&] { return !worker.handled().empty(); });
     // Long enough for the caller to have begun to wait.
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);

@@ -55,6 +55,24 @@ void CaptureImage::FillScene(unsigned seed) {
     }
 }
 
+CaptureImage CaptureImage::Natural(int width, int height, unsigned seed) {
+    CaptureImage image(width, height);
+    image.FillNatural(seed);
+    return image;
+}
+
+CaptureImage CaptureImage::Scene(int width, int height, unsigned seed) {
+    CaptureImage image(width, height);
+    image.FillScene(seed);
+    return image;
+}
+
+CaptureImage CaptureImage::Flat(int width, int height, uint8_t luma, uint8_t v, uint8_t u) {
+    CaptureImage image(width, height);
+    image.FillFlat(luma, v, u);
+    return image;
+}
+
 uint8_t CaptureImage::luma(int x, int y) const {
     return data()[y * m_width + x];
 }

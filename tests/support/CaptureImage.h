@@ -19,6 +19,10 @@ class CaptureImage {
     // The same with fields of two brightnesses, for edges.
     void FillScene(unsigned seed);
     void FillFlat(uint8_t luma, uint8_t v, uint8_t u);
+    // New ones, filled.
+    static CaptureImage Natural(int width, int height, unsigned seed);
+    static CaptureImage Scene(int width, int height, unsigned seed);
+    static CaptureImage Flat(int width, int height, uint8_t luma, uint8_t v, uint8_t u);
 
     int width() const { return m_width; }
     int height() const { return m_height; }

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <ui/GraphicBuffer.h>
 
+#include <functional>
+
 #include "engine/GEShader.h"
 #include "engine/SemiPlanarRect.h"
 #include "gl/CacheMaintenance.h"
@@ -53,30 +55,45 @@ inline int InitEffect(GEShader& effect, Source& source, bool capture) {
     return effect.Init(source.texture(), 0, 0, 0, texture->m_nWidth, texture->m_nHeight,
                        capture ? 1 : 0, &source);
 }
-// Both return the picture after the effect; `prepare` sets parameters and crop.
-template <typename Effect, typename Prepare>
-CaptureImage Preview(const CaptureImage& image, Prepare prepare) {
+
+// Sets parameters and crop.
+using Prepare = std::function<void(GEShader&)>;
+
+// All four return the picture after the effect.
+inline CaptureImage Preview(GEShader& effect, const CaptureImage& image,
+                            const Prepare& prepare = {}) {
     Source source(image, image.width(), image.height());
     source.FillWhole();
-    Effect effect;
     EXPECT_TRUE(InitEffect(effect, source, false));
-    prepare(effect);
+    if (prepare) prepare(effect);
     EXPECT_TRUE(effect.ProcFrame(0U, 0U, 0, 0));
     CaptureImage result(image.width(), image.height());
     effect.MemcpyYUV(result.data(), result.data() + result.chromaOffset());
+    effect.Deinit();
     return result;
 }
-template <typename Effect, typename Prepare>
-CaptureImage Capture(const CaptureImage& image, int blockWidth, int blockHeight, Prepare prepare) {
+inline CaptureImage Capture(GEShader& effect, const CaptureImage& image, int blockWidth,
+                            int blockHeight, const Prepare& prepare = {}) {
     Source source(image, blockWidth, blockHeight);
-    Effect effect;
     EXPECT_TRUE(InitEffect(effect, source, true));
-    prepare(effect);
+    if (prepare) prepare(effect);
     CaptureImage result(image.width(), image.height());
     auto* planes = const_cast<unsigned char*>(image.data());  // read only
     EXPECT_TRUE(effect.ProcFrame(planes, planes + image.chromaOffset(), result.data(),
                                  image.width(), image.height()));
+    effect.Deinit();
     return result;
+}
+template <typename Effect>
+CaptureImage Preview(const CaptureImage& image, const Prepare& prepare = {}) {
+    Effect effect;
+    return Preview(effect, image, prepare);
+}
+template <typename Effect>
+CaptureImage Capture(const CaptureImage& image, int blockWidth, int blockHeight,
+                     const Prepare& prepare = {}) {
+    Effect effect;
+    return Capture(effect, image, blockWidth, blockHeight, prepare);
 }
 
 }  // namespace testing_support

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "platform/Extensions.h"
 #include "tests/support/GLObjectCount.h"
@@ -171,14 +172,39 @@ int LiveImages() {
 
 using namespace testing_support;  // NOLINT(google-build-using-namespace)
 
-#define INTERPOSE extern "C" __attribute__((visibility("default")))
+#define EXPORTED __attribute__((visibility("default")))
+#define INTERPOSE extern "C" EXPORTED
 #define REAL(name) static const auto real = Real(&(name), #name)
 #define CALLER __builtin_return_address(0)
+// A function that answers `refused` where it is to fail.
+#define REFUSABLE(result, name, parameters, arguments, fails, refused) \
+    INTERPOSE result name parameters {                                 \
+        REAL(name);                                                    \
+        if (fails) return refused;                                     \
+        return real arguments;                                         \
+    }
 
-INTERPOSE EGLDisplay eglGetDisplay(EGLNativeDisplayType native) {
-    REAL(eglGetDisplay);
-    return FailsEGL(Fault::kDisplay, EGL_BAD_PARAMETER) ? EGL_NO_DISPLAY : real(native);
-}
+REFUSABLE(EGLDisplay, eglGetDisplay, (EGLNativeDisplayType native), (native),
+          FailsEGL(Fault::kDisplay, EGL_BAD_PARAMETER), EGL_NO_DISPLAY)
+REFUSABLE(EGLBoolean, eglInitialize, (EGLDisplay display, EGLint* major, EGLint* minor),
+          (display, major, minor), FailsEGL(Fault::kDisplay, EGL_NOT_INITIALIZED), EGL_FALSE)
+REFUSABLE(EGLBoolean, eglChooseConfig,
+          (EGLDisplay display, const EGLint* attributes, EGLConfig* configs, EGLint capacity,
+           EGLint* count),
+          (display, attributes, configs, capacity, count),
+          FailsEGL(Fault::kDisplay, EGL_BAD_ATTRIBUTE), EGL_FALSE)
+REFUSABLE(EGLContext, eglCreateContext,
+          (EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes),
+          (display, config, share, attributes), FailsEGL(Fault::kContext, EGL_BAD_ALLOC),
+          EGL_NO_CONTEXT)
+REFUSABLE(EGLSurface, eglCreatePbufferSurface,
+          (EGLDisplay display, EGLConfig config, const EGLint* attributes),
+          (display, config, attributes), FailsEGL(Fault::kContext, EGL_BAD_ALLOC), EGL_NO_SURFACE)
+// Letting the context go does not fail: nothing could be done about it.
+REFUSABLE(EGLBoolean, eglMakeCurrent,
+          (EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context),
+          (display, draw, read, context),
+          context != EGL_NO_CONTEXT && FailsEGL(Fault::kContext, EGL_CONTEXT_LOST), EGL_FALSE)
 INTERPOSE __eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* name) {
     REAL(eglGetProcAddress);
     if (std::strcmp(name, "eglGetPlatformDisplayEXT") == 0) {
@@ -186,47 +212,15 @@ INTERPOSE __eglMustCastToProperFunctionPointerType eglGetProcAddress(const char*
     }
     return real(name);
 }
-INTERPOSE EGLBoolean eglInitialize(EGLDisplay display, EGLint* major, EGLint* minor) {
-    REAL(eglInitialize);
-    if (FailsEGL(Fault::kDisplay, EGL_NOT_INITIALIZED)) return EGL_FALSE;
-    return real(display, major, minor);
-}
-INTERPOSE EGLBoolean eglChooseConfig(EGLDisplay display, const EGLint* attributes,
-                                     EGLConfig* configs, EGLint capacity, EGLint* count) {
-    REAL(eglChooseConfig);
-    if (FailsEGL(Fault::kDisplay, EGL_BAD_ATTRIBUTE)) return EGL_FALSE;
-    return real(display, attributes, configs, capacity, count);
-}
-INTERPOSE EGLContext eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext share,
-                                      const EGLint* attributes) {
-    REAL(eglCreateContext);
-    if (FailsEGL(Fault::kContext, EGL_BAD_ALLOC)) return EGL_NO_CONTEXT;
-    return real(display, config, share, attributes);
-}
-INTERPOSE EGLSurface eglCreatePbufferSurface(EGLDisplay display, EGLConfig config,
-                                             const EGLint* attributes) {
-    REAL(eglCreatePbufferSurface);
-    if (FailsEGL(Fault::kContext, EGL_BAD_ALLOC)) return EGL_NO_SURFACE;
-    return real(display, config, attributes);
-}
-// Letting the context go does not fail: nothing could be done about it.
-INTERPOSE EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read,
-                                    EGLContext context) {
-    REAL(eglMakeCurrent);
-    if (context != EGL_NO_CONTEXT && FailsEGL(Fault::kContext, EGL_CONTEXT_LOST)) return EGL_FALSE;
-    return real(display, draw, read, context);
-}
 INTERPOSE EGLint eglGetError() {
     REAL(eglGetError);
-    const EGLint injected = gEGLError;
-    gEGLError = EGL_SUCCESS;
+    const EGLint injected = std::exchange(gEGLError, EGL_SUCCESS);
     return injected != EGL_SUCCESS ? injected : real();
 }
 
 INTERPOSE GLenum glGetError() {
     REAL(glGetError);
-    const GLenum injected = gError;
-    gError = GL_NO_ERROR;
+    const GLenum injected = std::exchange(gError, GL_NO_ERROR);
     return injected != GL_NO_ERROR ? injected : real();
 }
 INTERPOSE const GLubyte* glGetString(GLenum name) {
@@ -244,50 +238,30 @@ INTERPOSE void glGetProgramiv(GLuint program, GLenum what, GLint* value) {
     real(program, what, value);
     if (what == GL_LINK_STATUS && Fails(Fault::kLinkStatus)) *value = GL_FALSE;
 }
-INTERPOSE GLenum glCheckFramebufferStatus(GLenum target) {
-    REAL(glCheckFramebufferStatus);
-    return Fails(Fault::kFramebuffer) ? GL_FRAMEBUFFER_UNSUPPORTED : real(target);
-}
-INTERPOSE void glTexImage2D(GLenum target, GLint level, GLint internalFormat, GLsizei width,
-                            GLsizei height, GLint border, GLenum format, GLenum type,
-                            const void* pixels) {
-    REAL(glTexImage2D);
-    if (FailsGL(Fault::kTexImage)) return;
-    real(target, level, internalFormat, width, height, border, format, type, pixels);
-}
+REFUSABLE(GLenum, glCheckFramebufferStatus, (GLenum target), (target), Fails(Fault::kFramebuffer),
+          GL_FRAMEBUFFER_UNSUPPORTED)
+REFUSABLE(void, glTexImage2D,
+          (GLenum target, GLint level, GLint internalFormat, GLsizei width, GLsizei height,
+           GLint border, GLenum format, GLenum type, const void* pixels),
+          (target, level, internalFormat, width, height, border, format, type, pixels),
+          FailsGL(Fault::kTexImage), void())
 
-INTERPOSE int memfd_create(const char* name, unsigned flags) noexcept {
-    REAL(memfd_create);
-    if (Fails(Fault::kSharedMemory, CALLER)) return errno = EMFILE, -1;
-    return real(name, flags);
-}
-INTERPOSE int ftruncate(int fd, off_t size) noexcept {
-    REAL(ftruncate);
-    if (Fails(Fault::kSharedMemory, CALLER)) return errno = ENOSPC, -1;
-    return real(fd, size);
-}
-INTERPOSE void* mmap(void* address, size_t size, int protection, int flags, int fd,
-                     off_t offset) noexcept {
-    REAL(mmap);
-    if (Fails(Fault::kSharedMemory, CALLER)) return errno = ENOMEM, MAP_FAILED;
-    return real(address, size, protection, flags, fd, offset);
-}
-INTERPOSE int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                             void* (*entry)(void*), void* argument) noexcept {
-    REAL(pthread_create);
-    if (Fails(Fault::kThread, CALLER)) return EAGAIN;
-    return real(thread, attributes, entry, argument);
-}
-INTERPOSE FILE* fopen(const char* path, const char* mode) {
-    REAL(fopen);
-    if (Fails(Fault::kOpen, CALLER)) return errno = EIO, nullptr;
-    return real(path, mode);
-}
-INTERPOSE FILE* fdopen(int file, const char* mode) {
-    REAL(fdopen);
-    if (Fails(Fault::kOpen, CALLER)) return errno = EMFILE, nullptr;
-    return real(file, mode);
-}
+REFUSABLE(int, memfd_create, (const char* name, unsigned flags) noexcept, (name, flags),
+          Fails(Fault::kSharedMemory, CALLER), (errno = EMFILE, -1))
+REFUSABLE(int, ftruncate, (int fd, off_t size) noexcept, (fd, size),
+          Fails(Fault::kSharedMemory, CALLER), (errno = ENOSPC, -1))
+REFUSABLE(void*, mmap,
+          (void* address, size_t size, int protection, int flags, int fd, off_t offset) noexcept,
+          (address, size, protection, flags, fd, offset), Fails(Fault::kSharedMemory, CALLER),
+          (errno = ENOMEM, MAP_FAILED))
+REFUSABLE(int, pthread_create,
+          (pthread_t * thread, const pthread_attr_t* attributes, void* (*entry)(void*),
+           void* argument) noexcept,
+          (thread, attributes, entry, argument), Fails(Fault::kThread, CALLER), EAGAIN)
+REFUSABLE(FILE*, fopen, (const char* path, const char* mode), (path, mode),
+          Fails(Fault::kOpen, CALLER), (errno = EIO, nullptr))
+REFUSABLE(FILE*, fdopen, (int file, const char* mode), (file, mode), Fails(Fault::kOpen, CALLER),
+          (errno = EMFILE, nullptr))
 INTERPOSE size_t fread(void* to, size_t size, size_t count, FILE* file) {
     REAL(fread);
     return real(to, size, Fails(Fault::kRead, CALLER) ? count / 2 : count, file);
@@ -300,29 +274,27 @@ INTERPOSE size_t __fread_chk(void* to, size_t room, size_t size, size_t count, F
 }
 
 // The driver allocates through these, too.
-__attribute__((visibility("default"))) void* operator new(std::size_t size) {
+EXPORTED void* operator new(std::size_t size) {
     return AllocateOrThrow(size, CALLER);
 }
-__attribute__((visibility("default"))) void* operator new[](std::size_t size) {
+EXPORTED void* operator new[](std::size_t size) {
     return AllocateOrThrow(size, CALLER);
 }
-__attribute__((visibility("default"))) void* operator new(std::size_t size,
-                                                          const std::nothrow_t&) noexcept {
+EXPORTED void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return Allocate(size, CALLER);
 }
-__attribute__((visibility("default"))) void* operator new[](std::size_t size,
-                                                            const std::nothrow_t&) noexcept {
+EXPORTED void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
     return Allocate(size, CALLER);
 }
-__attribute__((visibility("default"))) void operator delete(void* memory) noexcept {
+EXPORTED void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-__attribute__((visibility("default"))) void operator delete[](void* memory) noexcept {
+EXPORTED void operator delete[](void* memory) noexcept {
     std::free(memory);
 }
-__attribute__((visibility("default"))) void operator delete(void* memory, std::size_t) noexcept {
+EXPORTED void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
-__attribute__((visibility("default"))) void operator delete[](void* memory, std::size_t) noexcept {
+EXPORTED void operator delete[](void* memory, std::size_t) noexcept {
     std::free(memory);
 }

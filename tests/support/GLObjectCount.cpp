@@ -48,61 +48,36 @@ using testing_support::GLObjectKind;
 using testing_support::Real;
 using testing_support::Refused;
 
+#define EXPORTED extern "C" __attribute__((visibility("default")))
+
 // Names count once they are objects: after their first bind, which follows at once in the library.
-extern "C" {
+#define COUNT_NAMED(Objects, kind, isObject)                                              \
+    EXPORTED void glGen##Objects(GLsizei n, GLuint* names) {                              \
+        static const auto real = Real<decltype(&glGen##Objects)>("glGen" #Objects);       \
+        if (Refused(GLObjectKind::kind)) return;                                          \
+        real(n, names);                                                                   \
+        gLive += n;                                                                       \
+    }                                                                                     \
+    EXPORTED void glDelete##Objects(GLsizei n, const GLuint* names) {                     \
+        static const auto real = Real<decltype(&glDelete##Objects)>("glDelete" #Objects); \
+        CountDeleted(n, names, isObject);                                                 \
+        real(n, names);                                                                   \
+    }
+COUNT_NAMED(Textures, kTexture, glIsTexture)
+COUNT_NAMED(Framebuffers, kFramebuffer, glIsFramebuffer)
 
-__attribute__((visibility("default"))) void glGenTextures(GLsizei n, GLuint* names) {
-    static const auto real = Real<decltype(&glGenTextures)>("glGenTextures");
-    if (Refused(GLObjectKind::kTexture)) return;
-    real(n, names);
-    gLive += n;
-}
-
-__attribute__((visibility("default"))) void glDeleteTextures(GLsizei n, const GLuint* names) {
-    static const auto real = Real<decltype(&glDeleteTextures)>("glDeleteTextures");
-    CountDeleted(n, names, glIsTexture);
-    real(n, names);
-}
-
-__attribute__((visibility("default"))) void glGenFramebuffers(GLsizei n, GLuint* names) {
-    static const auto real = Real<decltype(&glGenFramebuffers)>("glGenFramebuffers");
-    if (Refused(GLObjectKind::kFramebuffer)) return;
-    real(n, names);
-    gLive += n;
-}
-
-__attribute__((visibility("default"))) void glDeleteFramebuffers(GLsizei n, const GLuint* names) {
-    static const auto real = Real<decltype(&glDeleteFramebuffers)>("glDeleteFramebuffers");
-    CountDeleted(n, names, glIsFramebuffer);
-    real(n, names);
-}
-
-__attribute__((visibility("default"))) GLuint glCreateProgram() {
-    static const auto real = Real<decltype(&glCreateProgram)>("glCreateProgram");
-    if (Refused(GLObjectKind::kProgram)) return 0;
-    const GLuint name = real();
-    gLive += name != 0 ? 1 : 0;
-    return name;
-}
-
-__attribute__((visibility("default"))) void glDeleteProgram(GLuint name) {
-    static const auto real = Real<decltype(&glDeleteProgram)>("glDeleteProgram");
-    CountDeleted(1, &name, glIsProgram);
-    real(name);
-}
-
-__attribute__((visibility("default"))) GLuint glCreateShader(GLenum type) {
-    static const auto real = Real<decltype(&glCreateShader)>("glCreateShader");
-    if (Refused(GLObjectKind::kShader)) return 0;
-    const GLuint name = real(type);
-    gLive += name != 0 ? 1 : 0;
-    return name;
-}
-
-__attribute__((visibility("default"))) void glDeleteShader(GLuint name) {
-    static const auto real = Real<decltype(&glDeleteShader)>("glDeleteShader");
-    CountDeleted(1, &name, glIsShader);
-    real(name);
-}
-
-}  // extern "C"
+#define COUNT_CREATED(Object, kind, parameters, arguments)                              \
+    EXPORTED GLuint glCreate##Object parameters {                                       \
+        static const auto real = Real<decltype(&glCreate##Object)>("glCreate" #Object); \
+        if (Refused(GLObjectKind::kind)) return 0;                                      \
+        const GLuint name = real arguments;                                             \
+        gLive += name != 0 ? 1 : 0;                                                     \
+        return name;                                                                    \
+    }                                                                                   \
+    EXPORTED void glDelete##Object(GLuint name) {                                       \
+        static const auto real = Real<decltype(&glDelete##Object)>("glDelete" #Object); \
+        CountDeleted(1, &name, glIs##Object);                                           \
+        real(name);                                                                     \
+    }
+COUNT_CREATED(Program, kProgram, (), ())
+COUNT_CREATED(Shader, kShader, (GLenum type), (type))

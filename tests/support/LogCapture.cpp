@@ -2,7 +2,6 @@
 
 #include <android/log.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <mutex>
 
@@ -10,12 +9,28 @@ namespace testing_support {
 
 namespace {
 
+struct LogLine {
+    int priority;
+    std::string tag;
+    std::string text;
+};
+
 std::mutex gMutex;
 std::vector<LogLine>* gLines = nullptr;
 
 void Collect(int priority, const char* tag, const char* text) {
     const std::lock_guard<std::mutex> lock(gMutex);
     if (gLines != nullptr) gLines->push_back({priority, tag, text});
+}
+
+template <typename Predicate>
+std::vector<std::string> TextsWhere(Predicate predicate) {
+    const std::lock_guard<std::mutex> lock(gMutex);
+    std::vector<std::string> texts;
+    for (const LogLine& line : *gLines) {
+        if (predicate(line)) texts.push_back(line.text);
+    }
+    return texts;
 }
 
 // Before any test logs: masks are fetched once.
@@ -38,31 +53,16 @@ LogCapture::~LogCapture() {
     gLines = nullptr;
 }
 
-std::vector<LogLine> LogCapture::lines() const {
-    const std::lock_guard<std::mutex> lock(gMutex);
-    return *gLines;
-}
-
 std::vector<std::string> LogCapture::texts(const std::string& tag) const {
-    std::vector<std::string> found;
-    for (const LogLine& line : lines()) {
-        if (line.tag == tag) found.push_back(line.text);
-    }
-    return found;
+    return TextsWhere([&](const LogLine& line) { return line.tag == tag; });
 }
 
 std::vector<std::string> LogCapture::errors() const {
-    std::vector<std::string> found;
-    for (const LogLine& line : lines()) {
-        if (line.priority == ANDROID_LOG_ERROR) found.push_back(line.text);
-    }
-    return found;
+    return TextsWhere([](const LogLine& line) { return line.priority == ANDROID_LOG_ERROR; });
 }
 
 bool LogCapture::contains(const std::string& text) const {
-    const std::vector<LogLine> all = lines();
-    return std::any_of(all.begin(), all.end(),
-                       [&](const LogLine& line) { return line.text == text; });
+    return !TextsWhere([&](const LogLine& line) { return line.text == text; }).empty();
 }
 
 }  // namespace testing_support

@@ -7,13 +7,7 @@
 
 namespace testing_support {
 
-struct LogLine {
-    int priority;
-    std::string tag;
-    std::string text;
-};
-
-// One at a time. Thread: lines may come from any thread; read lines() when no other thread logs.
+// One at a time. Thread: lines may come from any thread; read them when no other thread logs.
 class LogCapture {
   public:
     LogCapture();
@@ -21,7 +15,6 @@ class LogCapture {
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    std::vector<LogLine> lines() const;
     // Texts of the tag's lines, in order.
     std::vector<std::string> texts(const std::string& tag) const;
     // Texts of error lines of every tag, in order.

@@ -1,10 +1,14 @@
 #include "tests/support/PictureModel.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <utility>
 #include <vector>
+
+#include "tests/support/SystemRoot.h"
 
 namespace testing_support {
 
@@ -43,10 +47,6 @@ TextureModel::TextureModel(const CaptureImage& image)
     }
 }
 
-TextureModel TextureModel::LumaPlane(const CaptureImage& image) {
-    return TextureModel(image);
-}
-
 TextureModel TextureModel::ChromaPlane(const CaptureImage& image) {
     std::vector<Texel> texels;
     for (int y = 0; y < image.height() / 2; ++y) {
@@ -56,6 +56,26 @@ TextureModel TextureModel::ChromaPlane(const CaptureImage& image) {
         }
     }
     return {image.width() / 2, image.height() / 2, std::move(texels)};
+}
+
+TextureModel TextureModel::LookUpFile(const std::string& path) {
+    const Bytes file = ReadFile(path);
+    const auto word = [&file](std::size_t at) { return file.at(at) | file.at(at + 1) << 8; };
+    const auto pixelBytes = static_cast<std::size_t>(word(28) / 8);
+    std::vector<Texel> texels(static_cast<std::size_t>(word(18) * word(22)));
+    auto at = static_cast<std::size_t>(word(10));
+    for (Texel& texel : texels) {
+        if (pixelBytes == 2) {
+            const int packed = word(at);
+            texel = {(packed >> 11) / 31.0, (packed >> 5 & 63) / 63.0, (packed & 31) / 31.0};
+        } else {
+            for (std::size_t c = 0; c < 3; ++c) {
+                texel[c] = file.at(at + std::min(c, pixelBytes - 1)) / 255.0;
+            }
+        }
+        at += pixelBytes;
+    }
+    return {word(18), word(22), std::move(texels)};
 }
 
 TextureModel::Texel TextureModel::At(double s, double t, Wrap wrap) const {
@@ -151,6 +171,16 @@ Difference Compare(const CaptureImage& actual, const CaptureImage& expected) {
             std::max(result.chromaMax, std::abs(actual.data()[i] - expected.data()[i]));
     }
     return result;
+}
+
+void ExpectWithin(int most, const CaptureImage& actual, const CaptureImage& expected) {
+    const Difference difference = Compare(actual, expected);
+    EXPECT_LE(difference.lumaMax, most) << difference.where;
+    EXPECT_LE(difference.chromaMax, most);
+}
+
+void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected) {
+    EXPECT_LE(ShareApart(actual, expected), 0.005) << Compare(actual, expected).where;
 }
 
 }  // namespace testing_support

@@ -17,6 +17,9 @@ using Rgb = std::array<double, 3>;  // 0..1
 using PixelEffect = std::function<Rgb(const Rgb& color, double s, double t)>;
 
 Rgb ToRgb(double y, double v, double u);
+inline Rgb ToRgb(const Rgb& yvu) {
+    return ToRgb(yvu[0], yvu[1], yvu[2]);
+}
 
 // A texture of 8-bit (Y, V, U) texels, sampled linearly.
 class TextureModel {
@@ -26,9 +29,10 @@ class TextureModel {
 
     explicit TextureModel(const CaptureImage& image);
     TextureModel(int width, int height, std::vector<Texel> texels);
-    // One of the picture's planes, its chroma at its own size.
-    static TextureModel LumaPlane(const CaptureImage& image);
+    // The picture's chroma at its own size.
     static TextureModel ChromaPlane(const CaptureImage& image);
+    // A look-up file's pixels as they are stored: 8 bits (thrice the same), 5-6-5, or 24.
+    static TextureModel LookUpFile(const std::string& path);
 
     int width() const { return m_width; }
     int height() const { return m_height; }
@@ -58,5 +62,10 @@ struct Difference {
 double ShareApart(const CaptureImage& actual, const CaptureImage& expected);
 
 Difference Compare(const CaptureImage& actual, const CaptureImage& expected);
+
+// No sample is further apart.
+void ExpectWithin(int most, const CaptureImage& actual, const CaptureImage& expected);
+// Three levels on nearly all samples; curves and gains stretch the roundings of the few others.
+void ExpectAgrees(const CaptureImage& actual, const CaptureImage& expected);
 
 }  // namespace testing_support

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <posteffect/PostEffect.h>
 
+#include "tests/support/CaptureImage.h"
+
 namespace testing_support {
 
 class Service {
@@ -17,6 +19,14 @@ class Service {
     Service& operator=(const Service&) = delete;
 
     IPostEffect* operator->() const { return m_service; }
+    int Choose(const char* parameters) const {
+        return m_service->setParameters(android::String8(parameters));
+    }
+    int Preview(CaptureImage& frame) const { return m_service->handlePreview(-1, frame.data(), 0); }
+    int Capture(CaptureImage& image) const {
+        return m_service->handleCapture(image.width(), image.height(), -1, image.data(), 0,
+                                        image.chromaOffset());
+    }
 
   private:
     IPostEffect* m_service;
