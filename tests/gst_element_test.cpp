@@ -265,6 +265,11 @@ TEST_F(Element, CapsKeepTheirColorimetryAndGreysStayGrey) {
         EXPECT_NE(pipeline.caps().find(colors), std::string::npos) << pipeline.caps();
         for (const unsigned char sample : kind.samples(after)) ASSERT_NEAR(sample, 128, 1);
     }
+    // Autumn is brown: what is red and what is blue do not change places.
+    const Kind kind("I420", 64, 32);
+    const Bytes brown = Pipeline("posteffect effect=maple").push(kind, Bytes(kind.info.size, 128));
+    ASSERT_EQ(brown.size(), kind.info.size);
+    EXPECT_GT(brown[kind.info.offset[2] + 200], brown[kind.info.offset[1] + 200] + 10);
 }
 
 TEST_F(Element, WhatItCannotDoIsAnErrorWithAPlainSentence) {
