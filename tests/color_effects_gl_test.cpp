@@ -283,6 +283,15 @@ TEST_F(ColorEffects, TheTonesOfARampHavePlateausAndContinueOutside) {
     EXPECT_EQ(at(130), at(5)) << "on the first segment by the remainder";
 }
 
+// To the level, which models of colours are not compared to.
+TEST_F(ColorEffects, ContrastLeavesNoTint) {
+    const CaptureImage grey = Preview<GEShaderContrast>(CaptureImage::Natural(64, 48, 4));
+    for (const uint8_t* chroma = grey.data() + grey.chromaOffset();
+         chroma != grey.data() + grey.size(); ++chroma) {
+        ASSERT_NEAR(*chroma, 128, 1);
+    }
+}
+
 TEST_F(ColorEffects, WhiteboardSharpensLiftsAndCaps) {
     // The second has a red far below zero.
     for (const CaptureImage& image :
