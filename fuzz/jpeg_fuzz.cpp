@@ -19,8 +19,8 @@ void MakeSmall(std::vector<std::uint8_t>* file) {
         std::uint8_t* marker = file->data() + at;
         const bool frame = marker[0] == 0xFF && marker[1] >= 0xC0 && marker[1] <= 0xCF &&
                            marker[1] != 0xC4 && marker[1] != 0xC8 && marker[1] != 0xCC;
+        if (!frame) continue;
         for (const std::size_t high : kHigh) {
-            if (!frame) continue;
             marker[high] = 0;
             marker[high + 1] &= 0x7FU;
         }
